@@ -1,0 +1,173 @@
+// Client lifecycle: configuration, the parts the client owns, the motion
+// thread's start and the ordered teardown.
+#include "client/HDSMLClient.h"
+
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "conditioning/Filter.h"
+#include "conditioning/LightEstimator.h"
+#include "frames/Buffer.h"
+#include "frames/MemoryPool.h"
+#include "motion/motionDetector.h"
+
+#ifdef __ANDROID__
+#include <sys/system_properties.h>
+#endif
+
+namespace {
+
+constexpr const char* kAbsenceProperty = "persist.hds.cv.absence";
+constexpr int kPropertyValueMax = 100;
+
+// Reads a system property into `value` (zero-filled, kPropertyValueMax bytes).
+// Android has real system properties; elsewhere "a.b.c" is the environment
+// variable "A_B_C", so the same configuration works on a workstation.
+void readSystemProperty(const char* name, char* value) {
+#ifdef __ANDROID__
+  __system_property_get(name, value);
+#else
+  std::string variable(name);
+  for (char& c : variable) c = c == '.' ? '_' : static_cast<char>(std::toupper(c));
+  if (const char* env = std::getenv(variable.c_str()))
+    std::strncpy(value, env, kPropertyValueMax - 1);
+#endif
+}
+
+// A motion resolution must be even (4:2:0 chroma halves it, and the colour
+// conversion needs whole chroma rows) and small enough that the buffer sizes fit
+// an int. Anything else would crash inside OpenCV, so it is refused up front.
+int readMotionResolution(const boost::property_tree::ptree& config, const char* key) {
+  const int value = config.get<int>(key);
+  constexpr int kMax = 4096;
+  if (value < 2 || value > kMax || value % 2 != 0)
+    throw std::invalid_argument(std::string(key) + " must be an even number from 2 to " +
+                                std::to_string(kMax) + ", got " + std::to_string(value));
+  return value;
+}
+
+}  // namespace
+
+MotionStatus::MotionStatus(const MotionStatus& other)
+    : motionDetected(other.motionDetected),
+      filterScore(other.filterScore),
+      frameTimestamp(other.frameTimestamp),
+      wallClockSeconds(other.wallClockSeconds) {}
+
+MotionStatus& MotionStatus::operator=(const MotionStatus& other) {
+  motionDetected = other.motionDetected;
+  filterScore = other.filterScore;
+  frameTimestamp = other.frameTimestamp;
+  wallClockSeconds = other.wallClockSeconds;
+  return *this;
+}
+
+int64_t getPropValForAbsence() {
+  char value[kPropertyValueMax] = {};
+  readSystemProperty(kAbsenceProperty, value);
+  if (value[0] == '\0') return -1;
+  // Digits are deliberately not validated: a stray character yields a wrong
+  // number rather than an error.
+  int64_t result = 0;
+  for (const char* c = value; *c != '\0'; ++c) result = result * 10 + (*c - 48);
+  return result;
+}
+
+HDSMLClient* HDSMLClient::initialize(const char* configPath, bool debug, const char* logPath) {
+  FILE* file = configPath ? std::fopen(configPath, "r") : nullptr;
+  if (file == nullptr) {
+    printf("Unable to load config file: %s\n", configPath ? configPath : "(null)");
+    return nullptr;
+  }
+  printf("[HDSMLClient] Loaded Config file: %s\n", configPath);
+  // The file was opened only to see that it exists; close it even when the
+  // constructor throws on a bad configuration.
+  std::unique_ptr<FILE, int (*)(FILE*)> closer(file, std::fclose);
+  return new HDSMLClient(configPath, debug, logPath);
+}
+
+void HDSMLClient::destroy(HDSMLClient* client) { delete client; }
+
+HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPath*/)
+    : debugEnabled(debug) {
+  printf("[HDSMLClient] Reading config %s\n", configPath);
+  boost::property_tree::ptree config;
+  boost::property_tree::read_json(configPath, config);
+  motionResW = readMotionResolution(config, "vantor.motionResW");
+  motionResH = readMotionResolution(config, "vantor.motionResH");
+  normalLight = 1;
+
+  const int64_t property = getPropValForAbsence();
+  if (property != -1) absenceThreshold = property;
+  printf("Threshold for absence detection is %lld\n", static_cast<long long>(absenceThreshold));
+  puts("[HDSMLClient] Read config");
+
+  initializeAllignedImageBuffers();
+  framePool = std::make_unique<MemoryPool>(2, motionResW, motionResH);
+  frameQueue = std::make_unique<Buffer>();
+
+  detector = std::make_unique<motionDetector>();
+  detector->setAlgoType("FrameDiff", motionResW, motionResH);
+  detector->profiling = debugEnabled;
+  puts("[HDSMLClient] Initialized motion detector");
+
+  lightEstimator = std::make_unique<LightEstimator>(30, 14.99f, 13.4f);
+  puts("Light estimation buffer size: 30");
+  motionStatus = std::make_unique<MotionStatus>();
+  motionFilter = std::make_unique<Filter>(12);
+  puts("Filter length for motion detector is 12");
+
+  // Detached: teardown waits for motionThreadDone instead of joining, so the
+  // client can be destroyed from any thread, including one the host reuses.
+  motionThread = std::thread(&HDSMLClient::lookForMotion, this);
+  motionThread.detach();
+}
+
+HDSMLClient::~HDSMLClient() {
+  stopRequested = true;
+  frameQueue->stopWait();
+  {
+    // Taking stateMutex orders the stop flag against the motion thread's
+    // predicate check, so the notification cannot fall between its test and
+    // its wait.
+    std::lock_guard<std::mutex> lock(stateMutex);
+  }
+  wakeCv.notify_one();
+  {
+    std::unique_lock<std::mutex> lock(threadExitMutex);
+    threadExitCv.wait(lock, [this] { return motionThreadDone; });
+  }
+
+  frameQueue.reset();
+  framePool.reset();
+  detector.reset();
+  motionFilter.reset();
+  lightEstimator.reset();
+  motionStatus.reset();
+  // The image header only refers to the packed buffer; release it last.
+  yuvImage.release();
+  delete[] yuvBuffer;
+  yuvBuffer = nullptr;
+}
+
+void HDSMLClient::initializeAllignedImageBuffers() {
+  try {
+    const int bytes = static_cast<int>(motionResH * motionResW * 1.5);
+    yuvBuffer = new (std::nothrow) unsigned char[bytes];
+    if (yuvBuffer == nullptr)
+      throw std::runtime_error("Could not allocate memory for QVGA YUV image");
+    yuvImage = cv::Mat(static_cast<int>(motionResH * 1.5), motionResW, CV_8UC1, yuvBuffer);
+  } catch (const std::exception& e) {
+    printf("Exception: %s\n", e.what());
+  }
+}
+
+void HDSMLClient::log(std::string /*label*/, cv::Mat& /*image*/, bool /*flag*/) {}

@@ -1,0 +1,43 @@
+// The presence decision: motion reports in DETECT_MOTION, absence reports in
+// DETECT_ABSENCE once no motion was seen for longer than the threshold.
+#include <cstdio>
+#include <ctime>
+
+#include "client/HDSMLClient.h"
+#include "frames/FrameData.h"
+
+void HDSMLClient::saveOutput(PresenceStatus status, float score, long long frameTimestamp,
+                             RegionList& /*regions*/, FrameData* frame) {
+  std::lock_guard<std::mutex> lock(outputMutex);
+  const int32_t currentState = state;
+
+  if (status == PRESENCE_MOTION) {
+    // Motion restarts the absence timer in every state.
+    lastMotionTimestamp = frameTimestamp;
+    if (currentState == DETECT_MOTION) {
+      output.status = PRESENCE_MOTION;
+      output.confidence = score;
+      output.frameTimestamp = frameTimestamp;
+      output.wallClockSeconds = time(nullptr);
+      if (debugEnabled) printf("Motion Detected @ %lld \n", frameTimestamp);
+      if (frame != nullptr) log("MOTION", frame->image, true);
+    } else if (frame != nullptr) {
+      log("MOTION", frame->image, false);
+    }
+  }
+
+  if (currentState == DETECT_ABSENCE) {
+    // The first frame after construction or resume() starts the timer.
+    if (lastMotionTimestamp == -1) lastMotionTimestamp = frameTimestamp;
+    const int64_t lastMotion = lastMotionTimestamp;
+    if (absenceThreshold < frameTimestamp - lastMotion) {
+      output.status = PRESENCE_ABSENCE;
+      output.confidence = 1.0f;
+      output.frameTimestamp = frameTimestamp;
+      output.wallClockSeconds = time(nullptr);
+      printf("Absence Detected @ %lld %lld %lld\n", frameTimestamp,
+             static_cast<long long>(lastMotion), static_cast<long long>(absenceThreshold));
+      if (frame != nullptr) log("ABSENCE", frame->image, true);
+    }
+  }
+}
