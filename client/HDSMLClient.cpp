@@ -46,7 +46,15 @@ void readSystemProperty(const char* name, char* value) {
 // conversion needs whole chroma rows) and small enough that the buffer sizes fit
 // an int. Anything else would crash inside OpenCV, so it is refused up front.
 int readMotionResolution(const boost::property_tree::ptree& config, const char* key) {
-  const int value = config.get<int>(key);
+  int value = 0;
+  try {
+    value = config.get<int>(key);
+  } catch (const boost::property_tree::ptree_bad_data&) {
+    // Same error type, but the reader's own message does not name the key.
+    const std::string raw = config.get<std::string>(key);
+    throw boost::property_tree::ptree_bad_data(
+        std::string(key) + " is not an integer: \"" + raw + "\"", raw);
+  }
   constexpr int kMax = 4096;
   if (value < 2 || value > kMax || value % 2 != 0)
     throw std::invalid_argument(std::string(key) + " must be an even number from 2 to " +

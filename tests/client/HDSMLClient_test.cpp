@@ -96,8 +96,12 @@ TEST_F(HDSMLClientTest, ConfigurationErrors) {
   EXPECT_THROW(HDSMLClient::initialize(missingHeight.path(), false, ""),
                boost::property_tree::ptree_bad_path);
   TestConfig notANumber(R"({"vantor": {"motionResW": "wide", "motionResH": 240}})");
-  EXPECT_THROW(HDSMLClient::initialize(notANumber.path(), false, ""),
-               boost::property_tree::ptree_bad_data);
+  try {
+    ClientPtr client(HDSMLClient::initialize(notANumber.path(), false, ""));
+    ADD_FAILURE() << "accepted a motionResW that is not a number";
+  } catch (const boost::property_tree::ptree_bad_data& e) {
+    EXPECT_NE(std::strstr(e.what(), "vantor.motionResW"), nullptr) << e.what();
+  }
   TestConfig badJson(R"({"vantor": {"motionResW": 320,)");
   EXPECT_THROW(HDSMLClient::initialize(badJson.path(), false, ""),
                boost::property_tree::json_parser_error);
