@@ -1,0 +1,29 @@
+// hds-replay: feeds recorded video through the hdsml detector as a camera
+// application would, and shows what it decided. See --help.
+#include <cstdio>
+#include <exception>
+
+#include "tools/ReplayOptions.h"
+#include "tools/Replayer.h"
+
+int main(int argc, char** argv) {
+  hdsreplay::ReplayOptions options;
+  try {
+    options = hdsreplay::parseReplayOptions(argc, argv);
+  } catch (const hdsreplay::UsageError& e) {
+    std::fprintf(stderr, "hds-replay: %s\nTry 'hds-replay --help'.\n", e.what());
+    return 2;
+  }
+  if (options.help) {
+    std::fputs(hdsreplay::replayUsage().c_str(), stdout);
+    return 0;
+  }
+  try {
+    hdsreplay::Replayer replayer(options);
+    return replayer.run();
+  } catch (const std::exception& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "hds-replay: %s\n", e.what());
+    return 1;
+  }
+}
