@@ -164,7 +164,8 @@ cv::Mat ContactSheet::render() const {
 void ContactSheet::write() {
   const cv::Mat sheet = render();
   if (sheet.empty()) throw std::runtime_error("contact sheet '" + path_ + "': no frames");
-  if (!cv::imwrite(path_, sheet)) throw std::runtime_error("cannot write '" + path_ + "'");
+  if (!cv::imwrite(path_, sheet, {cv::IMWRITE_PNG_COMPRESSION, 9}))
+    throw std::runtime_error("cannot write '" + path_ + "'");
 }
 
 }  // namespace hdsreplay

@@ -521,7 +521,7 @@ int Replayer::run() {
       info.events.emplace_back(plan.stepFrame, buf);
     }
     if (plan.grayscaleFrame >= 0) info.events.emplace_back(plan.grayscaleFrame, "grayscale");
-    if (!cv::imwrite(o.plotPath, renderTimeline(records, info)))
+    if (!cv::imwrite(o.plotPath, renderTimeline(records, info), {cv::IMWRITE_PNG_COMPRESSION, 9}))
       throw std::runtime_error("cannot write timeline '" + o.plotPath + "'");
   }
   if (sheet) sheet->write();
