@@ -76,8 +76,8 @@ int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned ch
   // An empty image means an allocation failed at start-up: nothing to convert into.
   if (frame == nullptr || yuvImage.empty() || frame->image.empty()) return 0;
 
-  destride(y, u, v, height, width, yPixelStride, yRowStride, uPixelStride, uRowStride,
-           vPixelStride, vRowStride, motionResH, motionResW, yuvBuffer);
+  destride(y, u, v, height, width, yPixelStride, yRowStride, uPixelStride, uRowStride, vPixelStride,
+           vRowStride, motionResH, motionResW, yuvBuffer);
   // The plane of `u` sits where YV12 keeps V: the planes are deliberately not
   // reordered, and both differencing rules are symmetric in the two chroma bytes.
   cv::cvtColor(yuvImage, frame->image, cv::COLOR_YUV2RGB_YV12);

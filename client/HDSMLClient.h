@@ -111,8 +111,8 @@ class HDSML_EXPORT HDSMLClient {
   // The motion thread's body; returns once stopRequested is seen.
   void lookForMotion();
   // Turns one frame's outcome into the output record (motion thread).
-  void saveOutput(PresenceStatus status, float score, long long frameTimestamp,
-                  RegionList& regions, FrameData* frame);
+  void saveOutput(PresenceStatus status, float score, long long frameTimestamp, RegionList& regions,
+                  FrameData* frame);
   // Hook through which decisions could attach an image; deliberately empty.
   void log(std::string label, cv::Mat& image, bool flag);
   // Sets up yuvBuffer and its single-channel view yuvImage.
@@ -132,8 +132,8 @@ class HDSML_EXPORT HDSMLClient {
   std::mutex stateMutex;       // guards detectionActive; serialises state changes and pause
   std::mutex reservedMutex;
   std::atomic<int64_t> lastMotionTimestamp{-1};  // absence timer start; -1 = not started
-  int64_t absenceThreshold = 5000;  // in the host's timestamp units
-  std::thread motionThread;         // detached at once; ended by the exit handshake
+  int64_t absenceThreshold = 5000;               // in the host's timestamp units
+  std::thread motionThread;                      // detached at once; ended by the exit handshake
   bool motionThreadDone = false;
   bool detectionActive = false;
   std::atomic<bool> paused{false};  // one-shot request to reset detector and filter

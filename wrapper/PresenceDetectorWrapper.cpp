@@ -74,17 +74,17 @@ void PresenceDetectorWrapper::resume() {
 void PresenceDetectorWrapper::detect(unsigned char* y, unsigned char* u, unsigned char* v,
                                      int width, int height, int yPixelStride, int yRowStride,
                                      int uPixelStride, int uRowStride, int vPixelStride,
-                                     int vRowStride, long long timestamp,
-                                     camera_metadata& metadata, int /*unused*/) {
+                                     int vRowStride, long long timestamp, camera_metadata& metadata,
+                                     int /*unused*/) {
   PresenceDetectorWrapper* self = instance;
   if (self == nullptr || self->client == nullptr) return;
   HDSMLClient& c = *self->client;
 
   Orv::Timer timer;
   timer.start();
-  self->frameResult = c.cameraFrameData(y, u, v, width, height, yPixelStride, yRowStride,
-                                        uPixelStride, uRowStride, vPixelStride, vRowStride,
-                                        timestamp, &metadata, 0);
+  self->frameResult =
+      c.cameraFrameData(y, u, v, width, height, yPixelStride, yRowStride, uPixelStride, uRowStride,
+                        vPixelStride, vRowStride, timestamp, &metadata, 0);
   PresenceOutput out;
   {
     std::lock_guard<std::mutex> lock(c.outputMutex);
@@ -110,8 +110,8 @@ void PresenceDetectorWrapper::detect(unsigned char* y, unsigned char* u, unsigne
   ++self->detectCount;
 }
 
-void PresenceDetectorWrapper::stateChange(const char* stateName, int frameRate,
-                                          long long timestamp, const char* reason) {
+void PresenceDetectorWrapper::stateChange(const char* stateName, int frameRate, long long timestamp,
+                                          const char* reason) {
   PresenceDetectorWrapper* self = instance;
   if (self == nullptr) return;
   // Read by detect() on the camera thread; the field's layout is fixed, so the

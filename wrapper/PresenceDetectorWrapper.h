@@ -38,27 +38,25 @@ class HDSML_EXPORT PresenceDetectorWrapper {
   // One YUV 4:2:0 preview frame: u is the first chroma plane, v the second.
   // Returns without waiting for the frame to be analysed.
   void detect(unsigned char* y, unsigned char* u, unsigned char* v, int width, int height,
-              int yPixelStride, int yRowStride, int uPixelStride, int uRowStride,
-              int vPixelStride, int vRowStride, long long timestamp, camera_metadata& metadata,
-              int unused);
+              int yPixelStride, int yRowStride, int uPixelStride, int uRowStride, int vPixelStride,
+              int vRowStride, long long timestamp, camera_metadata& metadata, int unused);
   // stateName: "DETECT_MOTION", "DETECT_PRESENCE" or "DETECT_ABSENCE".
-  void stateChange(const char* stateName, int frameRate, long long timestamp,
-                   const char* reason);
+  void stateChange(const char* stateName, int frameRate, long long timestamp, const char* reason);
 
-  HDSMLClient* client = nullptr;       // owned; null when initialize failed
-  int32_t state = 0;                   // HDSState of the last accepted state name
-  int32_t status = 5;                  // PresenceStatus reported to the host
-  float detectTimeMs = 0.0f;           // wall time of the last detect()
-  float confidence = 0.0f;             // score that came with the last decision
-  int32_t detectCount = 1;             // 1 + number of detect() calls
-  int64_t outputFrameTimestamp = 0;    // frame timestamp of the last decision
-  int64_t outputWallClock = 0;         // calendar seconds of the last decision
-  int64_t stateChangeTimestamp = 0;    // timestamp given to the last stateChange()
-  int32_t frameResult = 0;             // result of the client's intake for the last frame
-  bool motionDetected = false;         // filtered motion vote of the last analysed frame
-  float motionScore = 0.0f;            // the vote filter's ratio for that frame
-  int64_t motionFrameTimestamp = 0;    // timestamp of that frame
-  int64_t motionWallClock = 0;         // calendar seconds when it was voted on
+  HDSMLClient* client = nullptr;     // owned; null when initialize failed
+  int32_t state = 0;                 // HDSState of the last accepted state name
+  int32_t status = 5;                // PresenceStatus reported to the host
+  float detectTimeMs = 0.0f;         // wall time of the last detect()
+  float confidence = 0.0f;           // score that came with the last decision
+  int32_t detectCount = 1;           // 1 + number of detect() calls
+  int64_t outputFrameTimestamp = 0;  // frame timestamp of the last decision
+  int64_t outputWallClock = 0;       // calendar seconds of the last decision
+  int64_t stateChangeTimestamp = 0;  // timestamp given to the last stateChange()
+  int32_t frameResult = 0;           // result of the client's intake for the last frame
+  bool motionDetected = false;       // filtered motion vote of the last analysed frame
+  float motionScore = 0.0f;          // the vote filter's ratio for that frame
+  int64_t motionFrameTimestamp = 0;  // timestamp of that frame
+  int64_t motionWallClock = 0;       // calendar seconds when it was voted on
 };
 
 }  // namespace detector_wrapper

@@ -42,10 +42,11 @@ class HDSMLClientTest : public ::testing::Test {
   // Hands a uniform 640x480 NV21 frame of the given BGR colour to the client.
   void feed(HDSMLClient& client, long long timestamp, camera_metadata* metadata,
             cv::Scalar bgr = cv::Scalar(128, 128, 128)) {
-    const hdsml::YuvFrame f = hdsml::packYuv(cv::Mat(480, 640, CV_8UC3, bgr), hdsml::YuvLayout::NV21);
-    EXPECT_EQ(client.cameraFrameData(f.y, f.u, f.v, f.width, f.height, f.yPixelStride,
-                                     f.yRowStride, f.uPixelStride, f.uRowStride, f.vPixelStride,
-                                     f.vRowStride, timestamp, metadata, 0),
+    const hdsml::YuvFrame f =
+        hdsml::packYuv(cv::Mat(480, 640, CV_8UC3, bgr), hdsml::YuvLayout::NV21);
+    EXPECT_EQ(client.cameraFrameData(f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride,
+                                     f.uPixelStride, f.uRowStride, f.vPixelStride, f.vRowStride,
+                                     timestamp, metadata, 0),
               0);
   }
 

@@ -52,13 +52,13 @@ TEST(Destride, RowPaddingAndInterleavedChromaAreSkipped) {
   std::vector<uint8_t> vu(static_cast<size_t>(rowStride) * (h / 2), kSentinel);
   for (int r = 0; r < h / 2; ++r)
     for (int c = 0; c < w / 2; ++c) {
-      vu[r * rowStride + 2 * c] = 200;                     // V
-      vu[r * rowStride + 2 * c + 1] = at(c, r);            // U
+      vu[r * rowStride + 2 * c] = 200;           // V
+      vu[r * rowStride + 2 * c + 1] = at(c, r);  // U
     }
   std::vector<uint8_t> out(w * h * 3 / 2, 0);
 
-  destride(y.data(), vu.data() + 1, vu.data(), h, w, 1, rowStride, 2, rowStride, 2, rowStride, h,
-           w, out.data());
+  destride(y.data(), vu.data() + 1, vu.data(), h, w, 1, rowStride, 2, rowStride, 2, rowStride, h, w,
+           out.data());
 
   for (int r = 0; r < h; ++r)
     for (int c = 0; c < w; ++c) ASSERT_EQ(out[r * w + c], at(c, r));

@@ -41,9 +41,8 @@ class DetectionTest : public ::testing::Test {
   // Hands one frame to the host facade without waiting.
   void send(const cv::Mat& bgr, long long timestamp) {
     const hdsml::YuvFrame f = hdsml::packYuv(bgr, layout_, rowPadding_);
-    facade_->detect(f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride,
-                    f.uPixelStride, f.uRowStride, f.vPixelStride, f.vRowStride, timestamp,
-                    metadata_, 0);
+    facade_->detect(f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride, f.uPixelStride,
+                    f.uRowStride, f.vPixelStride, f.vRowStride, timestamp, metadata_, 0);
   }
   // Hands one frame over and waits until the motion thread is done with it.
   void step(const cv::Mat& bgr, long long timestamp) {
@@ -100,15 +99,15 @@ TEST_P(LayoutTest, MovingObjectIsReportedOnceTheFilterFills) {
   EXPECT_GE(facade_->outputFrameTimestamp, 23 * 33);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    CameraLayouts, LayoutTest,
-    ::testing::Combine(::testing::Values(hdsml::YuvLayout::NV21, hdsml::YuvLayout::NV12,
-                                         hdsml::YuvLayout::I420),
-                       ::testing::Values(0, 48)),
-    [](const auto& info) {
-      return std::string(hdsml::layoutName(std::get<0>(info.param))) + "_pad" +
-             std::to_string(std::get<1>(info.param));
-    });
+INSTANTIATE_TEST_SUITE_P(CameraLayouts, LayoutTest,
+                         ::testing::Combine(::testing::Values(hdsml::YuvLayout::NV21,
+                                                              hdsml::YuvLayout::NV12,
+                                                              hdsml::YuvLayout::I420),
+                                            ::testing::Values(0, 48)),
+                         [](const auto& info) {
+                           return std::string(hdsml::layoutName(std::get<0>(info.param))) + "_pad" +
+                                  std::to_string(std::get<1>(info.param));
+                         });
 
 TEST_F(DetectionTest, StillSceneReportsAbsenceOnlyPastTheThreshold) {
   facade_->stateChange("DETECT_ABSENCE", 30, 0, nullptr);

@@ -25,9 +25,12 @@ enum class YuvLayout { NV21, NV12, I420 };
 
 inline const char* layoutName(YuvLayout layout) {
   switch (layout) {
-    case YuvLayout::NV21: return "nv21";
-    case YuvLayout::NV12: return "nv12";
-    case YuvLayout::I420: return "i420";
+    case YuvLayout::NV21:
+      return "nv21";
+    case YuvLayout::NV12:
+      return "nv12";
+    case YuvLayout::I420:
+      return "i420";
   }
   return "?";
 }
