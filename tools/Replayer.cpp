@@ -144,6 +144,10 @@ class Facade {
   PresenceDetectorWrapper* det_ = nullptr;
 };
 
+// The motion status starts all zero, so a frame stamped 0 is told apart from
+// the initial record by the calendar time that every write sets.
+bool written(const MotionStatus& status) { return status.wallClockSeconds != 0; }
+
 // True when no frame record is lent out: nothing is queued and the motion thread
 // has released the frame it analysed (it does so after publishing its decision).
 bool motionThreadIdle(HDSMLClient* client) {
@@ -189,10 +193,12 @@ class MotionWatcher {
 
   explicit MotionWatcher(HDSMLClient* client) : client_(client) {
     thread_ = std::thread([this] {
-      int64_t last = client_->queryMotionDetector().frameTimestamp;
+      bool any = false;
+      int64_t last = 0;
       while (!stop_.load()) {
         const MotionStatus s = client_->queryMotionDetector();
-        if (s.frameTimestamp != last) {
+        if (written(s) && (!any || s.frameTimestamp != last)) {
+          any = true;
           last = s.frameTimestamp;
           std::lock_guard<std::mutex> hold(mutex_);
           seen_[s.frameTimestamp] = {s.motionDetected, s.filterScore};
@@ -431,7 +437,7 @@ int Replayer::run() {
         // The frame is lent out until the motion thread has decided on it.
         waitUntilIdle(client, o.waitMs);
         const MotionStatus status = client->queryMotionDetector();
-        if (status.frameTimestamp == ts) {
+        if (written(status) && status.frameTimestamp == ts) {
           r.processed = true;
           r.motionDetected = status.motionDetected;
           r.motionScore = status.filterScore;
