@@ -211,9 +211,14 @@ class MotionWatcher {
   MotionWatcher(const MotionWatcher&) = delete;
   MotionWatcher& operator=(const MotionWatcher&) = delete;
 
+  // Stops watching; a last look catches a frame finished since the last poll.
   void stop() {
     stop_.store(true);
-    if (thread_.joinable()) thread_.join();
+    if (!thread_.joinable()) return;
+    thread_.join();
+    const MotionStatus s = client_->queryMotionDetector();
+    std::lock_guard<std::mutex> hold(mutex_);
+    if (written(s)) seen_[s.frameTimestamp] = {s.motionDetected, s.filterScore};
   }
   bool find(int64_t timestamp, Seen& out) {
     std::lock_guard<std::mutex> hold(mutex_);

@@ -265,7 +265,10 @@ cv::Mat renderTimeline(const std::vector<ReplayRecord>& records, const TimelineI
     for (size_t i = 1; i <= records.size(); ++i) {
       if (i < records.size() && valueOf(records[i]) == valueOf(records[start])) continue;
       const int x0 = frameSpan(start).first, x1 = frameSpan(i - 1).second;
-      const std::string name = nameOf(valueOf(records[start]));
+      std::string name = nameOf(valueOf(records[start]));
+      // Narrow runs get the name without its prefix, e.g. "PRESENCE".
+      if (textWidth(name, 0.45) + 12 >= x1 - x0 && name.rfind("DETECT_", 0) == 0)
+        name = name.substr(7);
       if (textWidth(name, 0.45) + 12 < x1 - x0)
         text(img, name, (x0 + x1) / 2, bandsTop + band * (bandH + bandGap) + 17, 0.45,
              inkOf(valueOf(records[start])), Align::Centre);
