@@ -30,6 +30,7 @@
 #include "frames/MemoryPool.h"
 #include "motion/motionDetector.h"
 #include "motion/vantorData.h"
+#include "tests/support/ClientProbe.h"
 #include "tests/support/YuvFrame.h"
 #include "tools/CsvWriter.h"
 #include "tools/FrameAnnotator.h"
@@ -148,24 +149,10 @@ class Facade {
 // the initial record by the calendar time that every write sets.
 bool written(const MotionStatus& status) { return status.wallClockSeconds != 0; }
 
-// True when no frame record is lent out: nothing is queued and the motion thread
-// has released the frame it analysed (it does so after publishing its decision).
-bool motionThreadIdle(HDSMLClient* client) {
-  for (FrameData* frame : client->framePool->frames)
-    if (frame != nullptr && frame->getRef() > 0) return false;
-  return true;
-}
-
+// Lockstep: waits until the motion thread has released every frame record,
+// which it does only after publishing its decision on the frame.
 bool waitUntilIdle(HDSMLClient* client, double waitMs) {
-  const auto deadline = Clock::now() + std::chrono::microseconds(static_cast<long>(waitMs * 1000));
-  for (int spin = 0;; ++spin) {
-    if (motionThreadIdle(client)) return true;
-    if (Clock::now() > deadline) return false;
-    if (spin < 50)
-      std::this_thread::yield();
-    else
-      std::this_thread::sleep_for(std::chrono::microseconds(50));
-  }
+  return hdsml::waitForIdle(*client, std::chrono::microseconds(static_cast<long>(waitMs * 1000)));
 }
 
 // Rectangles of the last analysed frame. Only valid while the motion thread is

@@ -2,6 +2,7 @@
 // handed to it. A record is held (reference count above 0) from the moment it
 // is queued until the motion thread has analysed it and written its decision,
 // so "every record free" means the thread is idle and its results are visible.
+// Used by the tests and by hds-replay's lockstep pacing.
 #pragma once
 
 #include <chrono>
@@ -19,13 +20,17 @@ inline bool allRecordsFree(HDSMLClient& client) {
   return true;
 }
 
-// Polls every 200 microseconds; false when the timeout passed first.
+// False when the timeout passed first. Spins briefly before sleeping: a frame
+// at motion resolution is usually analysed within a fraction of a millisecond.
 inline bool waitForIdle(HDSMLClient& client,
-                        std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+                        std::chrono::microseconds timeout = std::chrono::seconds(10)) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (!allRecordsFree(client)) {
+  for (int spin = 0; !allRecordsFree(client); ++spin) {
     if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (spin < 50)
+      std::this_thread::yield();
+    else
+      std::this_thread::sleep_for(std::chrono::microseconds(50));
   }
   return true;
 }
