@@ -97,6 +97,10 @@ TEST_P(LayoutTest, MovingObjectIsReportedOnceTheFilterFills) {
   EXPECT_EQ(facade_->status, 0);
   EXPECT_GT(facade_->confidence, 0.8f);
   EXPECT_GE(facade_->outputFrameTimestamp, 23 * 33);
+  EXPECT_TRUE(facade_->motionDetected);
+  EXPECT_GT(facade_->motionScore, 0.8f);
+  EXPECT_GE(facade_->motionFrameTimestamp, 23 * 33);
+  EXPECT_GT(facade_->motionWallClock, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(CameraLayouts, LayoutTest,

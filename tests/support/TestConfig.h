@@ -3,8 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <atomic>
+
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 
@@ -36,32 +39,22 @@ class TestConfig {
   std::string path_;
 };
 
-// Sets an environment variable for the lifetime of the object.
+// Sets (or, with null, unsets) an environment variable for the object's lifetime.
 class ScopedEnv {
  public:
   ScopedEnv(const char* name, const char* value) : name_(name) {
-    if (const char* old = std::getenv(name)) {
-      hadOld_ = true;
-      old_ = old;
-    }
-    if (value != nullptr)
-      ::setenv(name, value, 1);
-    else
-      ::unsetenv(name);
+    const char* old = std::getenv(name);
+    if (old != nullptr) old_ = old;
+    hadOld_ = old != nullptr;
+    value != nullptr ? ::setenv(name, value, 1) : ::unsetenv(name);
   }
-  ~ScopedEnv() {
-    if (hadOld_)
-      ::setenv(name_.c_str(), old_.c_str(), 1);
-    else
-      ::unsetenv(name_.c_str());
-  }
+  ~ScopedEnv() { hadOld_ ? ::setenv(name_.c_str(), old_.c_str(), 1) : ::unsetenv(name_.c_str()); }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;
 
  private:
-  std::string name_;
-  std::string old_;
-  bool hadOld_ = false;
+  std::string name_, old_;
+  bool hadOld_;
 };
 
 }  // namespace hdsml

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "client/HDSMLClient.h"
-#include "tests/support/ClientProbe.h"
 #include "tests/support/TestConfig.h"
 #include "tests/support/YuvFrame.h"
 
@@ -115,19 +114,6 @@ TEST_F(PresenceDetectorWrapperTest, DecisionsOlderThanTheStateChangeAreNotReport
   detect(*facade, 1003);
   EXPECT_EQ(facade->status, 2);
   EXPECT_EQ(facade->outputFrameTimestamp, 10);
-}
-
-TEST_F(PresenceDetectorWrapperTest, MotionStatusIsCopiedAfterEachFrame) {
-  PresenceDetectorWrapper* facade = PresenceDetectorWrapper::initialize(config_.path(), false);
-  ASSERT_NE(facade, nullptr);
-  facade->stateChange("DETECT_MOTION", 30, 0, nullptr);
-  detect(*facade, 500);
-  ASSERT_TRUE(hdsml::waitForIdle(*facade->client));
-  detect(*facade, 600);  // copies what the motion thread wrote for frame 500 (or 600)
-  EXPECT_GE(facade->motionFrameTimestamp, 500);
-  EXPECT_FALSE(facade->motionDetected);
-  EXPECT_GT(facade->motionWallClock, 0);
-  EXPECT_FLOAT_EQ(facade->motionScore, 0.0f);  // one empty vote out of 12
 }
 
 }  // namespace
