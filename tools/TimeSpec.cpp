@@ -17,24 +17,24 @@ TimeSpec TimeSpec::parse(const std::string& text, const std::string& what) {
   const double number = std::strtod(text.c_str(), &end);
   if (end == text.c_str() || !std::isfinite(number) || number < 0) throw fail();
   const std::string unit(end);
-  TimeSpec spec;
+  TimeSpec parsed;
   if (unit.empty()) {
     if (number != std::floor(number)) throw fail();  // "2.5" frames makes no sense
-    spec.isFrames = true;
-    spec.value = number;
+    parsed.isFrames = true;
+    parsed.value = number;
   } else if (unit == "ms") {
-    spec.isFrames = false;
-    spec.value = number;
+    parsed.isFrames = false;
+    parsed.value = number;
   } else if (unit == "s") {
-    spec.isFrames = false;
-    spec.value = number * 1000.0;
+    parsed.isFrames = false;
+    parsed.value = number * 1000.0;
   } else if (unit == "min") {
-    spec.isFrames = false;
-    spec.value = number * 60000.0;
+    parsed.isFrames = false;
+    parsed.value = number * 60000.0;
   } else {
     throw fail();
   }
-  return spec;
+  return parsed;
 }
 
 long long frameTimestampMs(long index, double fps) {

@@ -11,7 +11,7 @@ struct TimeSpec {
   bool isFrames = true;  // true: `value` counts frames; false: milliseconds
   double value = 0.0;
 
-  // Throws std::invalid_argument naming `what` when `text` is not a time spec.
+  // Throws std::invalid_argument naming `what` when `text` is not a time or frame count.
   static TimeSpec parse(const std::string& text, const std::string& what);
 
   // Index of the first frame whose timestamp is at or after this point.
