@@ -66,20 +66,5 @@ FrameDiff::FrameDiff(int width, int height, int historyLength)
 FrameDiff::~FrameDiff() {}
 
 bool FrameDiff::estForegroundMask(unsigned char* current, unsigned char* reference, cv::Mat* mask) {
-  mask->setTo(cv::Scalar(0));
-  unsigned char* maskData = mask->data;
-  const int rowBytes = 3 * width;
-  int counter = 0;
-  // Blocks are visited only while their centre is more than 2 pixels from the
-  // right and bottom edges, so the last whole column and row of blocks are skipped.
-  for (int cx = 2; cx < width - 2; cx += 4) {
-    for (int cy = 2; cy < height - 2; cy += 4) {
-      const size_t pixel = static_cast<size_t>(cy - 2) * width + (cx - 2);
-      if (isFrameDiffForegroundBlock(current + 3 * pixel, reference + 3 * pixel, rowBytes)) {
-        counter += 16;
-        markBlock(maskData + pixel, width);
-      }
-    }
-  }
-  return (minRegionArea / 3) < counter;
+  return markForegroundBlocks<isFrameDiffForegroundBlock>(current, reference, mask);
 }

@@ -44,12 +44,6 @@ void MotionDiff::allocateRing() {
   for (cv::Mat& slot : history) slot = cv::Mat::zeros(height, width, CV_8UC3);
 }
 
-void MotionDiff::markBlock(unsigned char* block, int width) {
-  for (int row = 0; row < 4; ++row, block += width) {
-    block[0] = block[1] = block[2] = block[3] = 255;
-  }
-}
-
 void MotionDiff::resizeAndCopy(cv::Mat& source, cv::Mat& target) {
   if (target.cols == 0 || target.rows == 0) return;
   const int xStep = (source.cols * 32) / target.cols;
