@@ -2,34 +2,24 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
-#include <memory>
-#include <string>
+#include <vector>
 
 #include "motion/FrameDiffLowLight.h"
 
 namespace {
 
-std::unique_ptr<MotionDiff> makeRule(const std::string& name, int width, int height) {
-  if (name == "FrameDiff") return std::make_unique<FrameDiff>(width, height, 2);
-  return std::make_unique<FrameDiffLowLight>(width, height, 2);
-}
-
-// A colour change both rules call foreground: ssd 264000 with a large red/blue
-// chromaticity shift, and a luma change of 33 a pixel.
-const cv::Scalar kGrey(100, 100, 100);
-const cv::Scalar kMoved(200, 60, 30);
-
-// Two frames and a mask for one estForegroundMask call. The mask starts dirty so
+// Two frames and the mask of one estForegroundMask call. The mask starts dirty so
 // that a rule which does not clear it first is caught.
 struct Comparison {
-  Comparison(int width, int height, cv::Scalar fill = kGrey)
-      : current(height, width, CV_8UC3, fill),
-        reference(height, width, CV_8UC3, fill),
-        mask(height, width, CV_8UC1, cv::Scalar(77)) {}
-  bool run(MotionDiff& rule) { return rule.estForegroundMask(current.data, reference.data, &mask); }
+  Comparison(int width, int height, cv::Scalar fill)
+      : current(height, width, CV_8UC3, fill), reference(current.clone()) {}
+  bool run(MotionDiff& rule) {
+    mask.create(current.size(), CV_8UC1);
+    mask.setTo(77);
+    return rule.estForegroundMask(current.data, reference.data, &mask);
+  }
   // True when the mask is 255 exactly on `blocks` and 0 elsewhere.
-  bool maskIs(std::initializer_list<cv::Rect> blocks) const {
+  bool maskIs(const std::vector<cv::Rect>& blocks) const {
     cv::Mat expected = cv::Mat::zeros(mask.size(), CV_8UC1);
     for (const cv::Rect& block : blocks) expected(block).setTo(255);
     return cv::norm(mask, expected, cv::NORM_INF) == 0;
@@ -37,62 +27,28 @@ struct Comparison {
   cv::Mat current, reference, mask;
 };
 
-class ForegroundRules : public ::testing::TestWithParam<const char*> {};
+// A colour change FrameDiff calls foreground: ssd 264000, chromaticity 2.9.
+const cv::Scalar kGrey(100, 100, 100), kMoved(200, 60, 30);
 
-TEST_P(ForegroundRules, IdenticalFramesGiveEmptyMask) {
-  auto rule = makeRule(GetParam(), 64, 48);
-  Comparison c(64, 48);
-  cv::randu(c.current, 0, 256);
-  c.current.copyTo(c.reference);
-  EXPECT_FALSE(c.run(*rule));
-  EXPECT_TRUE(c.maskIs({}));
+TEST(FrameDiffTest, SkipsLastWholeColumnAndRowOfBlocksAndVotesOnAThirdOfMinRegionArea) {
+  FrameDiff rule(336, 188, 2);  // minRegionArea 164: more than 54 pixels must move
+  Comparison c(336, 188, kGrey);
+  c.current.colRange(332, 336).setTo(kMoved);  // never examined
+  c.current.rowRange(184, 188).setTo(kMoved);
+  std::vector<cv::Rect> moved{{0, 8, 4, 4}, {8, 8, 4, 4}, {16, 8, 4, 4}};  // 48 pixels
+  for (const cv::Rect& block : moved) c.current(block).setTo(kMoved);
+  EXPECT_FALSE(c.run(rule));
+  EXPECT_TRUE(c.maskIs(moved));
+
+  moved.emplace_back(328, 180, 4, 4);  // the last block that is examined
+  c.current(moved.back()).setTo(kMoved);
+  EXPECT_TRUE(c.run(rule));
+  EXPECT_TRUE(c.maskIs(moved));
 }
-
-TEST_P(ForegroundRules, EightByEightFrameVisitsOnlyTopLeftBlock) {
-  auto rule = makeRule(GetParam(), 8, 8);
-  Comparison c(8, 8);
-  c.current.setTo(kMoved);
-  EXPECT_TRUE(c.run(*rule));  // minRegionArea is 0: one block is enough
-  EXPECT_TRUE(c.maskIs({cv::Rect(0, 0, 4, 4)}));
-}
-
-TEST_P(ForegroundRules, LastWholeColumnAndRowOfBlocksAreNeverExamined) {
-  auto rule = makeRule(GetParam(), 336, 8);
-  Comparison c(336, 8);
-  c.current.colRange(332, 336).setTo(kMoved);
-  c.current.rowRange(4, 8).setTo(kMoved);
-  EXPECT_FALSE(c.run(*rule));
-  EXPECT_TRUE(c.maskIs({}));
-
-  c.current(cv::Rect(328, 0, 4, 4)).setTo(kMoved);  // the last block that is examined
-  EXPECT_TRUE(c.run(*rule));
-  EXPECT_TRUE(c.maskIs({cv::Rect(328, 0, 4, 4)}));
-}
-
-TEST_P(ForegroundRules, VoteNeedsMoreThanAThirdOfMinRegionAreaInBlocks) {
-  const std::string name = GetParam();
-  auto rule = makeRule(name, 333, 188);
-  EXPECT_EQ(name == "FrameDiff" ? 163 : 652, rule->minRegionArea);
-  const int needed = name == "FrameDiff" ? 4 : 14;  // 64 > 54, 224 > 217
-
-  Comparison c(333, 188);
-  for (int block = 0; block < needed - 1; ++block) {
-    c.current(cv::Rect(8 * block, 8, 4, 4)).setTo(kMoved);
-  }
-  EXPECT_FALSE(c.run(*rule));
-  EXPECT_EQ(16 * (needed - 1), cv::countNonZero(c.mask));
-
-  c.current(cv::Rect(200, 100, 4, 4)).setTo(kMoved);
-  EXPECT_TRUE(c.run(*rule));
-  EXPECT_EQ(16 * needed, cv::countNonZero(c.mask));
-}
-
-INSTANTIATE_TEST_SUITE_P(BothRules, ForegroundRules,
-                         ::testing::Values("FrameDiff", "FrameDiffLowLight"));
 
 // One 4x4 block at the top-left of an 8x8 frame (the only block examined), every
-// pixel `current` against `reference` except pixel (0, 0), which is
-// `firstCurrent` against `firstReference`. Outside the block both frames are black.
+// pixel `current` against `reference` except pixel (0, 0), which is `firstCurrent`
+// against `firstReference`. Outside the block both frames are black.
 struct BlockCase {
   const char* what;
   cv::Vec3b current, reference, firstCurrent, firstReference;
@@ -100,17 +56,23 @@ struct BlockCase {
   bool foreground;
 };
 
-cv::Scalar toScalar(cv::Vec3b pixel) { return cv::Scalar(pixel[0], pixel[1], pixel[2]); }
-
-int blockSsd(const cv::Mat& a, const cv::Mat& b) {
-  cv::Mat diff;
-  cv::subtract(a(cv::Rect(0, 0, 4, 4)), b(cv::Rect(0, 0, 4, 4)), diff, cv::noArray(), CV_32SC3);
-  return static_cast<int>(diff.dot(diff));
+void expectBlockRule(MotionDiff& rule, const std::vector<BlockCase>& cases) {
+  const cv::Rect block(0, 0, 4, 4);
+  for (const BlockCase& bc : cases) {
+    SCOPED_TRACE(bc.what);
+    Comparison c(8, 8, cv::Scalar::all(0));
+    c.current(block).setTo(cv::Scalar(bc.current));
+    c.reference(block).setTo(cv::Scalar(bc.reference));
+    c.current.at<cv::Vec3b>(0, 0) = bc.firstCurrent;
+    c.reference.at<cv::Vec3b>(0, 0) = bc.firstReference;
+    ASSERT_EQ(bc.ssd, cv::norm(c.current(block), c.reference(block), cv::NORM_L2SQR));
+    EXPECT_EQ(bc.foreground, c.run(rule));
+  }
 }
 
 TEST(FrameDiffTest, ThresholdsAreStrictAndRangeDependent) {
-  const cv::Vec3b k0(0, 0, 0);
-  const BlockCase cases[] = {
+  FrameDiff rule(8, 8, 2);
+  const std::vector<BlockCase> cases = {
       // Ordinary blocks: ssd > 16000 with chromaticity 0.74.
       {"ssd 16000", {11, 100, 37}, {29, 100, 11}, {11, 100, 37}, {29, 100, 11}, 16000, false},
       {"ssd 16001", {11, 100, 37}, {29, 100, 11}, {11, 101, 37}, {29, 100, 11}, 16001, true},
@@ -127,38 +89,32 @@ TEST(FrameDiffTest, ThresholdsAreStrictAndRangeDependent) {
       // A single changed pixel in a black block whose float chromaticity is exactly
       // 0.8f: above the double 0.8, and exactly 0.8 when computed in double; the
       // next one is 0.79999995f, but 0.8f when computed in double.
-      {"chroma 0.8f", k0, k0, {248, 30, 31}, {0, 0, 1}, 63304, true},
-      {"chroma 0.79999995f", k0, k0, {236, 15, 13}, {0, 45, 7}, 56632, false},
-      // Sixteen terms of 0.049999997 sum to 0.80000007 in single precision (0.79999995
-      // in double).
+      {"chroma 0.8f", {}, {}, {248, 30, 31}, {0, 0, 1}, 63304, true},
+      {"chroma 0.79999995f", {}, {}, {236, 15, 13}, {0, 45, 7}, 56632, false},
+      // Sixteen terms of 0.049999997 sum to 0.80000007 in single precision
+      // (0.79999995 in double).
       {"16 x chroma 0.05", {43, 5, 166}, {0, 10, 75}, {43, 5, 166}, {0, 10, 75}, 162480, true},
+      // Chromaticity below 0.02 on a black reference: only ssd > 800000 moves the block.
+      {"ssd 800000", {0, 225, 0}, {}, {25, 200, 0}, {}, 800000, false},
+      {"ssd 800001", {0, 225, 0}, {}, {15, 201, 0}, {}, 800001, true},
   };
-  FrameDiff rule(8, 8, 2);
-  for (const BlockCase& bc : cases) {
-    SCOPED_TRACE(bc.what);
-    Comparison c(8, 8, cv::Scalar(0, 0, 0));
-    c.current(cv::Rect(0, 0, 4, 4)).setTo(toScalar(bc.current));
-    c.reference(cv::Rect(0, 0, 4, 4)).setTo(toScalar(bc.reference));
-    c.current.at<cv::Vec3b>(0, 0) = bc.firstCurrent;
-    c.reference.at<cv::Vec3b>(0, 0) = bc.firstReference;
-    ASSERT_EQ(bc.ssd, blockSsd(c.current, c.reference));
-    EXPECT_EQ(bc.foreground, c.run(rule));
-  }
+  expectBlockRule(rule, cases);
 }
 
-TEST(FrameDiffTest, VeryLargeChangeWinsEvenWithoutChromaticityChange) {
-  // Only green changes on a black reference, so the chromaticity distance is exactly 0.
-  const unsigned char green[16] = {255, 255, 255, 255, 255, 255, 255, 255,
-                                   255, 255, 255, 255, 140, 10,  0,   0};
-  FrameDiff rule(8, 8, 2);
-  Comparison c(8, 8, cv::Scalar(0, 0, 0));
-  for (int i = 0; i < 16; ++i) c.current.at<cv::Vec3b>(i / 4, i % 4)[1] = green[i];
-  ASSERT_EQ(800000, blockSsd(c.current, c.reference));
-  EXPECT_FALSE(c.run(rule));
-
-  c.current.at<cv::Vec3b>(3, 3)[1] = 1;
-  ASSERT_EQ(800001, blockSsd(c.current, c.reference));
-  EXPECT_TRUE(c.run(rule));
+TEST(FrameDiffLowLightTest, BlockMovesWhenSinglePrecisionLumaSumExceeds320) {
+  FrameDiffLowLight rule(8, 8, 5);  // minRegionArea 0: the block alone decides
+  const std::vector<BlockCase> cases = {
+      // Byte differences (-254, 116, -64), |L| = 20.000000000000004 a pixel: the single-
+      // precision sum lands on 320 exactly, a double one on 320.00000000000006.
+      {"luma sum 320", {0, 116, 0}, {254, 0, 64}, {0, 116, 0}, {254, 0, 64}, 1313088, false},
+      {"luma sum > 320", {0, 116, 0}, {254, 0, 64}, {0, 117, 0}, {254, 0, 64}, 1313321, true},
+      // The heavy weight is on byte 2: 16 x 0.299 x 70 = 334.9, 16 x 0.114 x 70 =
+      // 127.7, 16 x 0.587 x 35 = 328.7.
+      {"byte 2 + 70", {0, 0, 70}, {}, {0, 0, 70}, {}, 78400, true},
+      {"byte 0 + 70", {70, 0, 0}, {}, {70, 0, 0}, {}, 78400, false},
+      {"byte 1 - 35", {}, {0, 35, 0}, {}, {0, 35, 0}, 19600, true},
+  };
+  expectBlockRule(rule, cases);
 }
 
 }  // namespace
