@@ -127,8 +127,8 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
   detector->profiling = debugEnabled;
   puts("[HDSMLClient] Initialized motion detector");
 
+  // The estimator announces its window length itself.
   lightEstimator = std::make_unique<LightEstimator>(30, 14.99f, 13.4f);
-  puts("Light estimation buffer size: 30");
   motionStatus = std::make_unique<MotionStatus>();
   motionFilter = std::make_unique<Filter>(12);
   puts("Filter length for motion detector is 12");

@@ -71,7 +71,15 @@ class HDSMLClientTest : public ::testing::Test {
 };
 
 TEST_F(HDSMLClientTest, ConstructorSizesEveryPartFromTheConfiguration) {
+  testing::internal::CaptureStdout();
   ClientPtr client = makeClient(320, 240);
+  fflush(stdout);
+  const std::string path = config_->path();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "[HDSMLClient] Loaded Config file: " + path + "\n[HDSMLClient] Reading config " + path +
+                "\nThreshold for absence detection is 5000\n[HDSMLClient] Read config\n"
+                "[HDSMLClient] Initialized motion detector\nLight estimation buffer size: 30\n"
+                "Filter length for motion detector is 12\n");
   ASSERT_NE(client, nullptr);
   EXPECT_EQ(client->absenceThreshold, 5000);
   EXPECT_EQ(client->yuvImage.size(), cv::Size(320, 360));
