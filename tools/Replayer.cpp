@@ -26,10 +26,6 @@
 
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
-#include "frames/FrameData.h"
-#include "frames/MemoryPool.h"
-#include "motion/motionDetector.h"
-#include "motion/vantorData.h"
 #include "tests/support/ClientProbe.h"
 #include "tests/support/YuvFrame.h"
 #include "tools/CsvWriter.h"
@@ -155,17 +151,11 @@ bool waitUntilIdle(HDSMLClient* client, double waitMs) {
   return hdsml::waitForIdle(*client, std::chrono::microseconds(static_cast<long>(waitMs * 1000)));
 }
 
-// Rectangles of the last analysed frame. Only valid while the motion thread is
-// idle: the detector is otherwise the motion thread's alone.
-std::vector<cv::Rect> lastRectangles(HDSMLClient* client) {
+// Rectangles of the last analysed frame, which the client keeps. Only valid
+// while the motion thread is idle: it rewrites them for every frame.
+std::vector<cv::Rect> lastRectangles(const HDSMLClient* client) {
   std::vector<cv::Rect> rects;
-  vantorData* out = nullptr;
-  client->detector->getAlgoOutput(out);
-  if (auto* list = dynamic_cast<vantorList<std::pair<cv::Rect, float>>*>(out)) {
-    std::vector<std::pair<cv::Rect, float>> regions;
-    list->getList(regions);
-    for (const auto& region : regions) rects.push_back(region.first);
-  }
+  for (const auto& region : client->regions) rects.push_back(region.first);
   return rects;
 }
 
@@ -341,18 +331,19 @@ int Replayer::run() {
   // has seen the analysis of a frame before the frame is drawn.
   std::deque<std::pair<cv::Mat, long>> pendingFrames;
   const size_t annotationLag = o.pace == Pace::Lockstep ? 0 : 8;
+  // Without lockstep, a frame counts as analysed once the watcher saw its vote.
+  auto takeWatchedVote = [&](ReplayRecord& r) {
+    MotionWatcher::Seen seen;
+    if (!watcher || r.processed || !watcher->find(r.timestampMs, seen)) return;
+    r.processed = true;
+    r.motionDetected = seen.motionDetected;
+    r.motionScore = seen.score;
+  };
   auto emitFrames = [&](size_t keep) {
     while (pendingFrames.size() > keep) {
       auto& [frame, index] = pendingFrames.front();
       ReplayRecord& r = records[static_cast<size_t>(index)];
-      if (watcher && !r.processed) {
-        MotionWatcher::Seen seen;
-        if (watcher->find(r.timestampMs, seen)) {
-          r.processed = true;
-          r.motionDetected = seen.motionDetected;
-          r.motionScore = seen.score;
-        }
-      }
+      takeWatchedVote(r);
       if (annotator) annotator->add(frame, r);
       if (sheet) sheet->add(frame, r);
       pendingFrames.pop_front();
@@ -466,14 +457,7 @@ int Replayer::run() {
   }
   emitFrames(0);
   for (ReplayRecord& r : records) {
-    if (watcher && !r.processed) {
-      MotionWatcher::Seen s;
-      if (watcher->find(r.timestampMs, s)) {
-        r.processed = true;
-        r.motionDetected = s.motionDetected;
-        r.motionScore = s.score;
-      }
-    }
+    takeWatchedVote(r);
     r.dropped = !r.processed && r.state != 1;
   }
   const double runSeconds = std::chrono::duration<double>(Clock::now() - start).count();
