@@ -1,0 +1,95 @@
+# Debian roots for the fresh-machine and cross-architecture checks, sourced by
+# scripts/check-fresh and scripts/cross-arm64.
+#
+# A root is a tarball made once by mmdebstrap and cached under
+# ~/.cache/hdsml/, unpacked into a temporary directory for each run, entered
+# with chroot. Only /proc is mounted inside (the tarball has its own /dev
+# nodes); it is unmounted on every exit path, and a root is never deleted
+# while anything is still mounted under it.
+#
+#   root_tarball NAME [MMDEBSTRAP-ARGS...]  prints the cached tarball's path, making it if missing
+#   root_unpack TARBALL                     unpacks into a new temporary dir, sets ROOT_DIR,
+#                                           mounts /proc and arranges cleanup at exit
+#   root_run COMMAND                        runs a bash command line as root inside ROOT_DIR
+#   root_save NAME                          stores ROOT_DIR (unmounted) as a cached tarball NAME
+#   root_cleanup                            unmounts and deletes ROOT_DIR (also run at exit)
+
+ROOT_CACHE="${HDSML_ROOT_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/hdsml}"
+ROOT_SUITE=bookworm
+ROOT_DIR=""
+
+root_need_tools() {
+  if ! command -v mmdebstrap >/dev/null; then
+    "$(dirname "${BASH_SOURCE[0]}")/../bootstrap" roots
+  fi
+  [ "$(id -u)" -eq 0 ] || { echo "root: chroot needs root; run as root" >&2; return 1; }
+}
+
+# The minimal Debian 12 a newcomer starts from: apt and git, nothing else.
+root_tarball() {
+  local name="$1"
+  shift
+  local tarball="$ROOT_CACHE/$name.tar"
+  if [ ! -s "$tarball" ]; then
+    root_need_tools || return 1
+    mkdir -p "$ROOT_CACHE"
+    echo "root: making $tarball (mmdebstrap $ROOT_SUITE)" >&2
+    # Written under a temporary name so that an interrupted run leaves no
+    # half-made tarball in the cache.
+    mmdebstrap --quiet --variant=apt --include=ca-certificates,git "$@" \
+      "$ROOT_SUITE" "$tarball.part" >&2 || { rm -f "$tarball.part"; return 1; }
+    mv "$tarball.part" "$tarball"
+  fi
+  echo "$tarball"
+}
+
+# True when something is mounted at or below the directory $1.
+root_has_mounts() {
+  local dir
+  dir=$(realpath "$1")
+  awk -v d="$dir" '$5 == d || index($5, d "/") == 1 { found = 1 } END { exit !found }' \
+    /proc/self/mountinfo
+}
+
+root_unmount() {
+  [ -n "$ROOT_DIR" ] || return 0
+  if mountpoint -q "$ROOT_DIR/proc"; then
+    umount "$ROOT_DIR/proc" || umount -l "$ROOT_DIR/proc"
+  fi
+}
+
+root_cleanup() {
+  [ -n "$ROOT_DIR" ] && [ -d "$ROOT_DIR" ] || return 0
+  root_unmount
+  if root_has_mounts "$ROOT_DIR"; then
+    echo "root: still mounted under $ROOT_DIR; not deleting it" >&2
+    return 1
+  fi
+  rm -rf --one-file-system "$ROOT_DIR"
+  ROOT_DIR=""
+}
+
+root_unpack() {
+  local tarball="$1"
+  root_need_tools || return 1
+  ROOT_DIR=$(mktemp -d "${TMPDIR:-/tmp}/hdsml-root.XXXXXX")
+  trap root_cleanup EXIT
+  trap 'exit 130' INT TERM
+  tar -xf "$tarball" -C "$ROOT_DIR"
+  # The host's name servers, so that apt inside can reach the archive.
+  cp -L /etc/resolv.conf "$ROOT_DIR/etc/resolv.conf" 2>/dev/null || true
+  mount -t proc proc "$ROOT_DIR/proc"
+}
+
+root_run() {
+  chroot "$ROOT_DIR" /usr/bin/env -i HOME=/root TERM=dumb LANG=C.UTF-8 \
+    PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+    DEBIAN_FRONTEND=noninteractive /bin/bash -c "$1"
+}
+
+root_save() {
+  local tarball="$ROOT_CACHE/$1.tar"
+  root_unmount
+  tar -cf "$tarball.part" -C "$ROOT_DIR" . && mv "$tarball.part" "$tarball"
+  mount -t proc proc "$ROOT_DIR/proc"
+}
