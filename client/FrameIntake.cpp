@@ -3,6 +3,7 @@
 // record, and hand-over to the motion thread.
 #include <opencv2/imgproc.hpp>
 
+#include <cstdint>
 #include <cstdio>
 
 #include "client/HDSMLClient.h"
@@ -18,20 +19,30 @@ namespace {
 // a division per sample.
 constexpr int kFractionBits = 5;
 
+// The step from `size` source samples to `outSize` output samples; 0 when the
+// output is more than 32 times the source or `outSize` is 0. In 64 bits: a
+// source of 2^26 samples or more no longer fits an int once shifted, and the
+// accumulated positions reach 32 times the source size.
+inline int64_t fixedPointStep(int size, int outSize) {
+  return outSize == 0 ? 0 : static_cast<int64_t>(size) * (1 << kFractionBits) / outSize;
+}
+
 // Copies `outCols` samples of one source row, one every `step`/32 samples.
-inline unsigned char* sampleRow(const unsigned char* row, int pixelStride, int step, int outCols,
-                                unsigned char* out) {
-  int ax = 0;
-  for (int c = 0; c < outCols; ++c, ax += step) *out++ = row[pixelStride * (ax >> kFractionBits)];
+inline unsigned char* sampleRow(const unsigned char* row, int pixelStride, int64_t step,
+                                int outCols, unsigned char* out) {
+  int64_t ax = 0;
+  for (int c = 0; c < outCols; ++c, ax += step)
+    *out++ = row[static_cast<int64_t>(pixelStride) * (ax >> kFractionBits)];
   return out;
 }
 
 // Shrinks one plane and returns the next output position.
-unsigned char* samplePlane(const unsigned char* plane, int pixelStride, int rowStride, int stepX,
-                           int stepY, int outRows, int outCols, unsigned char* out) {
-  int ay = 0;
+unsigned char* samplePlane(const unsigned char* plane, int pixelStride, int rowStride,
+                           int64_t stepX, int64_t stepY, int outRows, int outCols,
+                           unsigned char* out) {
+  int64_t ay = 0;
   for (int r = 0; r < outRows; ++r, ay += stepY)
-    out = sampleRow(plane + static_cast<long>(rowStride) * (ay >> kFractionBits), pixelStride,
+    out = sampleRow(plane + static_cast<int64_t>(rowStride) * (ay >> kFractionBits), pixelStride,
                     stepX, outCols, out);
   return out;
 }
@@ -42,8 +53,8 @@ void destride(unsigned char* y, unsigned char* u, unsigned char* v, int height, 
               int yPixelStride, int yRowStride, int uPixelStride, int uRowStride, int vPixelStride,
               int vRowStride, int outHeight, int outWidth, unsigned char* out) {
   if (outWidth == 0 || outHeight == 0) return;
-  const int stepX = (width << kFractionBits) / outWidth;
-  const int stepY = (height << kFractionBits) / outHeight;
+  const int64_t stepX = fixedPointStep(width, outWidth);
+  const int64_t stepY = fixedPointStep(height, outHeight);
   if (stepX == 0 || stepY == 0) return;
 
   // The chroma planes are half the source and the output half the output, so

@@ -83,9 +83,16 @@ int64_t getPropValForAbsence() {
   readSystemProperty(kAbsenceProperty, value);
   if (value[0] == '\0') return -1;
   // Digits are deliberately not validated: a stray character yields a wrong
-  // number rather than an error.
+  // number rather than an error. A value that does not fit in 64 bits (twenty
+  // digits, or long garbage) is refused like an unset one.
   int64_t result = 0;
-  for (const char* c = value; *c != '\0'; ++c) result = result * 10 + (*c - 48);
+  for (const char* c = value; *c != '\0'; ++c) {
+    if (__builtin_mul_overflow(result, 10, &result) ||
+        __builtin_add_overflow(result, *c - 48, &result)) {
+      printf("Ignoring %s \"%s\": out of range\n", kAbsenceProperty, value);
+      return -1;
+    }
+  }
   return result;
 }
 
