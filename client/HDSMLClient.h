@@ -99,6 +99,7 @@ class HDSML_EXPORT HDSMLClient {
 
   // Frame intake on the camera thread; never blocks on the motion thread and
   // always returns 0. `metadata` may be null; the last argument is unused.
+  // Frames too small to shrink to the motion resolution are dropped.
   int cameraFrameData(unsigned char* y, unsigned char* u, unsigned char* v, int width, int height,
                       int yPixelStride, int yRowStride, int uPixelStride, int uRowStride,
                       int vPixelStride, int vRowStride, long long timestamp,
