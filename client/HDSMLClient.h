@@ -86,8 +86,10 @@ class HDSML_EXPORT HDSMLClient {
  public:
   using RegionList = std::vector<std::pair<cv::Rect, float>>;
 
-  // Returns null, after a message, when `configPath` cannot be opened.
-  // Configuration errors (bad JSON, missing or invalid keys) escape as exceptions.
+  // Returns null, after a message, when `configPath` cannot be opened or is a
+  // directory. Configuration errors (bad JSON, missing or invalid keys) escape
+  // as the exceptions listed in client/ClientConfiguration.h, naming the file
+  // and the key.
   static HDSMLClient* initialize(const char* configPath, bool debug, const char* logPath);
   static void destroy(HDSMLClient* client);
 

@@ -29,6 +29,8 @@ class HDSML_EXPORT PresenceDetectorWrapper {
   // Creates the process-wide object and its client. Returns null when the
   // configuration file cannot be opened (the object stays installed with a
   // null client; call destroy()). Configuration errors escape as exceptions.
+  // A second call without destroy() leaves the first object and its client,
+  // motion thread included, running and unreachable until the process ends.
   static PresenceDetectorWrapper* initialize(const char* configPath, bool debug);
   // Deletes the process-wide object; does nothing when there is none.
   static void destroy();
