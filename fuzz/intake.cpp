@@ -18,6 +18,8 @@
 //   10, 11 luma and chroma row padding, bytes
 //   12, 13 output width and height of the direct destride call, modulo 65
 //   14..17 exposure time in the metadata, little-endian
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -137,8 +139,8 @@ void checkIntake(const Plane& y, const Plane& u, const Plane& v, int width, int 
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   const char* dir = std::getenv("TMPDIR");
-  const std::string path =
-      std::string(dir != nullptr ? dir : "/tmp") + "/hdsml_fuzz_intake_config.json";
+  const std::string path = std::string(dir != nullptr ? dir : "/tmp") + "/hdsml_fuzz_intake_" +
+                           std::to_string(getpid()) + ".json";
   FILE* file = std::fopen(path.c_str(), "w");
   if (file == nullptr) fail("cannot write the configuration");
   std::fprintf(file, R"({"vantor": {"motionResW": %d, "motionResH": %d}})", kMotionW, kMotionH);
