@@ -195,7 +195,7 @@ TEST_F(SoakTest, DetectAgainstRandomControlCalls) {
         analysed += facade->motionFrameTimestamp != seen;
       }
     });
-    std::thread control([&, rng = std::mt19937(gSeed + n)]() mutable {
+    std::thread control([&, rng = std::mt19937(gSeed + (share > 0.2))]() mutable {
       const char* names[] = {"DETECT_MOTION", "DETECT_PRESENCE", "DETECT_ABSENCE", "NAP", nullptr};
       for (; !stop; ++controlCalls) {
         const unsigned op = rng() % 10;
