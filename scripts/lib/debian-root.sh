@@ -88,6 +88,10 @@ root_unpack() {
   tar -xf "$tarball" -C "$ROOT_DIR"
   # The host's name servers, so that apt inside can reach the archive.
   cp -L /etc/resolv.conf "$ROOT_DIR/etc/resolv.conf" 2>/dev/null || true
+  # A throwaway root needs no fsync after every unpacked file; on a busy
+  # machine dpkg then unpacks about a quarter faster. What gets installed is
+  # the same.
+  echo force-unsafe-io >"$ROOT_DIR/etc/dpkg/dpkg.cfg.d/hdsml-unsafe-io"
   mount -t proc proc "$ROOT_DIR/proc"
 }
 
