@@ -38,16 +38,22 @@ root_tarball() {
   local name="$1"
   shift
   local tarball="$ROOT_CACHE/$name.tar"
+  if [ -e "$tarball" ] && [ ! -f "$tarball" ]; then
+    echo "root: $tarball is not a file (an older version of this made a directory); remove it" >&2
+    return 1
+  fi
   if [ ! -s "$tarball" ]; then
     root_need_tools || return 1
     mkdir -p "$ROOT_CACHE"
     echo "root: making $tarball (mmdebstrap $ROOT_SUITE)" >&2
     # Written under a temporary name of its own so that an interrupted run
     # leaves no half-made tarball in the cache, and two runs that make the
-    # same tarball at once do not write into one file.
+    # same tarball at once do not write into one file. mmdebstrap picks its
+    # output format from the name's extension and would make a directory of
+    # "x.part", so the format is named.
     local part="$tarball.$$.part"
-    mmdebstrap --quiet --variant=apt --include=ca-certificates,git "$@" \
-      "$ROOT_SUITE" "$part" >&2 || { rm -f "$part"; return 1; }
+    mmdebstrap --quiet --format=tar --variant=apt --include=ca-certificates,git "$@" \
+      "$ROOT_SUITE" "$part" >&2 || { rm -rf --one-file-system "$part"; return 1; }
     mv "$part" "$tarball"
   fi
   echo "$tarball"
