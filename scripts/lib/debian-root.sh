@@ -17,7 +17,8 @@
 #   root_apt_restore NAME                   copies the .debs kept under NAME into the root's apt cache
 #   root_apt_keep NAME                      keeps the root's downloaded .debs under NAME for next time
 #   root_save NAME                          stores ROOT_DIR (unmounted) as a cached tarball NAME
-#   root_cleanup                            unmounts and deletes ROOT_DIR (also run at exit)
+#   root_cleanup                            ends what still runs inside, unmounts and deletes
+#                                           ROOT_DIR (also run at exit)
 #
 # HDSML_ROOT_CACHE moves the cache (default ~/.cache/hdsml); ROOT_SUITE, set
 # before root_tarball, picks the Debian suite (default bookworm).
@@ -74,8 +75,38 @@ root_unmount() {
   fi
 }
 
+# Processes whose root directory is the root or below it: what a chroot
+# started and has not ended (an interrupted build, a test left running).
+root_processes() {
+  local dir p r
+  dir=$(realpath "$ROOT_DIR")
+  for p in /proc/[0-9]*; do
+    r=$(readlink "$p/root" 2>/dev/null) || continue
+    if [ "$r" = "$dir" ] || [ "${r#"$dir"/}" != "$r" ]; then echo "${p#/proc/}"; fi
+  done
+}
+
+# Ends them: TERM, up to 10 s to go, then KILL.
+root_stop_processes() {
+  local pids _
+  pids=$(root_processes)
+  [ -n "$pids" ] || return 0
+  echo "root: stopping what still runs in $ROOT_DIR:" "${pids//$'\n'/ }" >&2
+  # shellcheck disable=SC2086
+  kill -TERM $pids 2>/dev/null || true
+  for _ in 1 2 3 4 5 6 7 8 9 10; do
+    sleep 1
+    pids=$(root_processes)
+    [ -n "$pids" ] || return 0
+  done
+  # shellcheck disable=SC2086
+  kill -KILL $pids 2>/dev/null || true
+  sleep 1
+}
+
 root_cleanup() {
   [ -n "$ROOT_DIR" ] && [ -d "$ROOT_DIR" ] || return 0
+  root_stop_processes
   root_unmount
   if root_has_mounts "$ROOT_DIR"; then
     echo "root: still mounted under $ROOT_DIR; not deleting it" >&2
