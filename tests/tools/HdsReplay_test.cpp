@@ -71,7 +71,7 @@ class HdsReplayTest : public ::testing::Test {
 
   // Runs hds-replay with `args`, standard output and error captured.
   static RunResult run(const std::vector<std::string>& args) {
-    std::string command = HDS_REPLAY_BINARY;
+    std::string command = HDS_REPLAY_COMMAND;  // under a cross build, with its emulator
     for (const std::string& a : args) command += " '" + a + "'";
     const int wstatus = std::system((command + " >" + path("out") + " 2>" + path("err")).c_str());
     return {
