@@ -2,6 +2,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <cstring>
+
 namespace {
 
 // The ring size the normal-light detector runs with; the runner always passes its
@@ -33,7 +35,8 @@ MotionDiff::MotionDiff(int width, int height, int historyLength)
       referenceIndex(-historyLength),
       historyLength(historyLength),
       minRegionArea(0),
-      mask(height, width, CV_8UC1) {
+      mask(height, width, CV_8UC1),
+      kernelPath_(defaultKernelPath()) {
   allocateRing();
 }
 
@@ -49,6 +52,14 @@ void MotionDiff::resizeAndCopy(cv::Mat& source, cv::Mat& target) {
   const int xStep = (source.cols * 32) / target.cols;
   const int yStep = (source.rows * 32) / target.rows;
   if (xStep == 0 || yStep == 0) return;
+
+  // At equal sizes both steps are exactly one pixel (32/32): the shrink samples
+  // every source pixel in order, which is a straight copy of the packed bytes.
+  if (kernelPath_ == KernelPath::kVector && source.cols == target.cols &&
+      source.rows == target.rows) {
+    std::memcpy(target.data, source.data, 3 * static_cast<size_t>(target.cols) * target.rows);
+    return;
+  }
 
   // Both images are treated as packed rows; their strides are not consulted.
   const unsigned char* sourceData = source.data;
