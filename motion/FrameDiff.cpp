@@ -12,7 +12,7 @@ FrameDiff::FrameDiff(int width, int height, int historyLength)
 FrameDiff::~FrameDiff() {}
 
 bool FrameDiff::estForegroundMask(unsigned char* current, unsigned char* reference, cv::Mat* mask) {
-  mask->setTo(cv::Scalar(0));
+  clearMask(*mask);
   const int counter =
       hdsml::markFrameDiffBlocks(current, reference, mask->data, width, height, kernelPath());
   return (minRegionArea / 3) < counter;

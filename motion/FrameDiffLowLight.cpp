@@ -13,7 +13,7 @@ FrameDiffLowLight::~FrameDiffLowLight() {}
 
 bool FrameDiffLowLight::estForegroundMask(unsigned char* current, unsigned char* reference,
                                           cv::Mat* mask) {
-  mask->setTo(cv::Scalar(0));
+  clearMask(*mask);
   const int counter =
       hdsml::markLowLightBlocks(current, reference, mask->data, width, height, kernelPath());
   return (minRegionArea / 3) < counter;

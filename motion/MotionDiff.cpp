@@ -74,6 +74,13 @@ void MotionDiff::resizeAndCopy(cv::Mat& source, cv::Mat& target) {
   }
 }
 
+void MotionDiff::clearMask(cv::Mat& mask) {
+  if (mask.isContinuous())
+    std::memset(mask.data, 0, mask.total() * mask.elemSize());
+  else
+    mask.setTo(cv::Scalar(0));
+}
+
 void MotionDiff::clear() {
   currentIndex = -1;
   referenceIndex = -historyLength;
@@ -96,9 +103,8 @@ void MotionDiff::processImage(cv::Mat& frame, bool detect) {
 
   if (!estForegroundMask(history[currentIndex].data, history[referenceIndex].data, &mask)) return;
 
-  std::vector<std::vector<cv::Point>> contours;
-  cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE, cv::Point(0, 0));
-  for (const std::vector<cv::Point>& contour : contours) {
+  cv::findContours(mask, contours_, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE, cv::Point(0, 0));
+  for (const std::vector<cv::Point>& contour : contours_) {
     const cv::Rect box = cv::boundingRect(cv::Mat(contour));
     if (box.width * box.height > minRegionArea) regions.push_back(box);
   }

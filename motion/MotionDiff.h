@@ -50,8 +50,15 @@ class HDSML_EXPORT MotionDiff {
   std::vector<cv::Rect> regions;  // rectangles accepted by the last processImage
   cv::Mat mask;                   // height x width, CV_8UC1; scratch for the rules
 
+ protected:
+  // Sets every byte of `mask` to 0 without the scratch buffer that
+  // cv::Mat::setTo allocates on every call.
+  static void clearMask(cv::Mat& mask);
+
  private:
   void allocateRing();
 
   KernelPath kernelPath_;
+  // Outlines of the last mask, kept so that their storage is reused frame after frame.
+  std::vector<std::vector<cv::Point>> contours_;
 };
