@@ -1,5 +1,6 @@
 #include "motion/BlockRules.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -338,7 +339,8 @@ unsigned lowLightQuad(const uint8_t* current, const uint8_t* reference, int rowB
 }
 
 // The vector walk: row of blocks by row of blocks, four blocks at a time; the
-// blocks left at the end of a row (fewer than four) go through the plain rule.
+// blocks left at the end of a row whose quad would reach past the row's end go
+// through the plain rule.
 // It visits exactly the plain walk's blocks, and the order of the visits changes
 // neither the mask nor the count.
 template <typename QuadRule, BlockRule isForeground>
@@ -353,10 +355,14 @@ int markBlocksVector(const uint8_t* current, const uint8_t* reference, uint8_t* 
     const uint8_t* b = reference + 3 * top;
     uint8_t* m = mask + top;
     int block = 0;
-    for (; block + kQuadBlocks <= blocks; block += kQuadBlocks) {
+    for (; block < blocks; block += kQuadBlocks) {
+      // A last, partial quad is still read whole when its 16 pixels lie within
+      // the row; its lanes past the last visited block are ignored.
+      const int inQuad = std::min(kQuadBlocks, blocks - block);
+      if (inQuad < kQuadBlocks && kBlockSide * (block + kQuadBlocks) > width) break;
       const unsigned foreground =
           quadRule(a + kBlockBytes * block, b + kBlockBytes * block, rowBytes);
-      for (int k = 0; k < kQuadBlocks; ++k) {
+      for (int k = 0; k < inQuad; ++k) {
         if ((foreground >> k & 1u) == 0) continue;
         counter += kPixelsPerBlock;
         paintBlock(m + kBlockSide * (block + k), width);
