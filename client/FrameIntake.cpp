@@ -1,6 +1,6 @@
 // Frame intake on the camera thread: exposure to light estimate, strided YUV
-// planes shrunk to the motion resolution, colour conversion into a pooled frame
-// record, and hand-over to the motion thread.
+// planes shrunk to the motion resolution (destride, in Destride.cpp), colour
+// conversion into a pooled frame record, and hand-over to the motion thread.
 #include <opencv2/imgproc.hpp>
 
 #include <cstdio>
@@ -11,47 +11,6 @@
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"
-
-namespace {
-
-// Steps are in 1/32 pixel: the fractional part keeps the sampling even without
-// a division per sample.
-constexpr int kFractionBits = 5;
-
-// Copies `outCols` samples of one source row, one every `step`/32 samples.
-inline unsigned char* sampleRow(const unsigned char* row, int pixelStride, int step, int outCols,
-                                unsigned char* out) {
-  int ax = 0;
-  for (int c = 0; c < outCols; ++c, ax += step) *out++ = row[pixelStride * (ax >> kFractionBits)];
-  return out;
-}
-
-// Shrinks one plane and returns the next output position.
-unsigned char* samplePlane(const unsigned char* plane, int pixelStride, int rowStride, int stepX,
-                           int stepY, int outRows, int outCols, unsigned char* out) {
-  int ay = 0;
-  for (int r = 0; r < outRows; ++r, ay += stepY)
-    out = sampleRow(plane + static_cast<long>(rowStride) * (ay >> kFractionBits), pixelStride,
-                    stepX, outCols, out);
-  return out;
-}
-
-}  // namespace
-
-void destride(unsigned char* y, unsigned char* u, unsigned char* v, int height, int width,
-              int yPixelStride, int yRowStride, int uPixelStride, int uRowStride, int vPixelStride,
-              int vRowStride, int outHeight, int outWidth, unsigned char* out) {
-  if (outWidth == 0 || outHeight == 0) return;
-  const int stepX = (width << kFractionBits) / outWidth;
-  const int stepY = (height << kFractionBits) / outHeight;
-  if (stepX == 0 || stepY == 0) return;
-
-  // The chroma planes are half the source and the output half the output, so
-  // the luma steps apply to them unchanged.
-  out = samplePlane(y, yPixelStride, yRowStride, stepX, stepY, outHeight, outWidth, out);
-  out = samplePlane(u, uPixelStride, uRowStride, stepX, stepY, outHeight >> 1, outWidth >> 1, out);
-  samplePlane(v, vPixelStride, vRowStride, stepX, stepY, outHeight >> 1, outWidth >> 1, out);
-}
 
 int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned char* v, int width,
                                  int height, int yPixelStride, int yRowStride, int uPixelStride,
