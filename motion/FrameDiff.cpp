@@ -2,11 +2,15 @@
 
 #include "motion/BlockRules.h"
 
-FrameDiff::FrameDiff() : MotionDiff() { minRegionArea = (height * width) / 384; }
+FrameDiff::FrameDiff() : MotionDiff() {
+  minRegionArea = (height * width) / 384;
+  masksAreWholeBlocks_ = true;
+}
 
 FrameDiff::FrameDiff(int width, int height, int historyLength)
     : MotionDiff(width, height, historyLength) {
   minRegionArea = (this->height * this->width) / 384;
+  masksAreWholeBlocks_ = true;
 }
 
 FrameDiff::~FrameDiff() {}

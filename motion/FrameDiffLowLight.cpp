@@ -2,11 +2,15 @@
 
 #include "motion/BlockRules.h"
 
-FrameDiffLowLight::FrameDiffLowLight() : MotionDiff() { minRegionArea = (height * width) / 96; }
+FrameDiffLowLight::FrameDiffLowLight() : MotionDiff() {
+  minRegionArea = (height * width) / 96;
+  masksAreWholeBlocks_ = true;
+}
 
 FrameDiffLowLight::FrameDiffLowLight(int width, int height, int historyLength)
     : MotionDiff(width, height, historyLength) {
   minRegionArea = (this->height * this->width) / 96;
+  masksAreWholeBlocks_ = true;
 }
 
 FrameDiffLowLight::~FrameDiffLowLight() {}

@@ -55,10 +55,19 @@ class HDSML_EXPORT MotionDiff {
   // cv::Mat::setTo allocates on every call.
   static void clearMask(cv::Mat& mask);
 
+  // Set by rules whose masks consist of whole 4x4 blocks on the frame's 4-pixel
+  // grid; their regions can then be found on the grid of blocks.
+  bool masksAreWholeBlocks_ = false;
+
  private:
   void allocateRing();
+  // Appends the bounding boxes of the outer contours of `mask` larger than
+  // minRegionArea to `regions`, from the mask itself or from its block grid.
+  void findRegionsOnMask();
+  void findRegionsOnBlockGrid();
 
   KernelPath kernelPath_;
   // Outlines of the last mask, kept so that their storage is reused frame after frame.
   std::vector<std::vector<cv::Point>> contours_;
+  cv::Mat blockGrid_;  // one byte per 4x4 block of the mask, made on first use
 };

@@ -92,6 +92,35 @@ INSTANTIATE_TEST_SUITE_P(
                                          cv::Size(2, 2), cv::Size(6, 6), cv::Size(21, 9),
                                          cv::Size(336, 188))));
 
+// Random block masks, sparse to dense (many components, holes, components in
+// holes, blocks touching by a corner): the regions found on the block grid are
+// those found on the pixel mask, in the same order.
+TEST(BlockGridRegions, MatchThoseOfThePixelMask) {
+  cv::RNG rng(4242);
+  for (cv::Size size :
+       {cv::Size(320, 240), cv::Size(318, 238), cv::Size(100, 76), cv::Size(21, 9)}) {
+    for (int trial = 0; trial < 60; ++trial) {
+      const cv::Mat still(size, CV_8UC3, cv::Scalar::all(100));
+      cv::Mat moved = still.clone();
+      const double density = rng.uniform(0.05, 0.8);
+      for (int y = 0; y + 4 <= size.height; y += 4)
+        for (int x = 0; x + 4 <= size.width; x += 4)
+          if (rng.uniform(0.0, 1.0) < density)
+            moved(cv::Rect(x, y, 4, 4)).setTo(cv::Scalar::all(255));
+      FrameDiff plain(size.width, size.height, 2), vector(size.width, size.height, 2);
+      plain.setKernelPath(KernelPath::kPlain);
+      vector.setKernelPath(KernelPath::kVector);
+      for (MotionDiff* diff :
+           {static_cast<MotionDiff*>(&plain), static_cast<MotionDiff*>(&vector)}) {
+        cv::Mat first = still.clone(), second = moved.clone();
+        diff->processImage(first, true);
+        diff->processImage(second, true);
+      }
+      ASSERT_EQ(plain.regions, vector.regions) << size << " trial " << trial;
+    }
+  }
+}
+
 // The people walking through OpenCV's sample recording, at 320x240 in red,
 // green, blue order, in normal light and darkened to a quarter (low light).
 class RealFrames : public ::testing::TestWithParam<std::tuple<Rule, double>> {};
