@@ -26,9 +26,8 @@ struct Geometry {
 
 // False when there is nothing to do: an output size or a step of 0.
 bool makeGeometry(int height, int width, int outHeight, int outWidth, Geometry& g) {
-  if (outWidth == 0 || outHeight == 0) return false;
-  g.stepX = (static_cast<int64_t>(width) << kFractionBits) / outWidth;
-  g.stepY = (static_cast<int64_t>(height) << kFractionBits) / outHeight;
+  g.stepX = destrideStep(width, outWidth);
+  g.stepY = destrideStep(height, outHeight);
   return g.stepX != 0 && g.stepY != 0;
 }
 
@@ -395,6 +394,11 @@ void destrideFast(unsigned char* y, unsigned char* u, unsigned char* v, int heig
 }
 
 }  // namespace
+
+int64_t destrideStep(int size, int outSize) {
+  // A multiplication, not a shift: a negative size stays defined behaviour.
+  return outSize == 0 ? 0 : static_cast<int64_t>(size) * (1 << kFractionBits) / outSize;
+}
 
 void destrideWith(KernelPath path, unsigned char* y, unsigned char* u, unsigned char* v, int height,
                   int width, int yPixelStride, int yRowStride, int uPixelStride, int uRowStride,

@@ -3,8 +3,10 @@
 // conversion into a pooled frame record, and hand-over to the motion thread.
 #include <opencv2/imgproc.hpp>
 
+#include <cstdint>
 #include <cstdio>
 
+#include "client/Destride.h"
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "conditioning/LightEstimator.h"
@@ -22,13 +24,20 @@ int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned ch
       lastExposure = metadata->exposureTime;
       printf("Camera exposure time in microseconds %ld\n", static_cast<long>(lastExposure));
     }
-    // An exposure of 0 would feed an infinity that never leaves the running
-    // sum; such a frame is treated as carrying no light sample.
-    if (metadata->exposureTime != 0)
+    // An exposure of 0 or below means "unknown" (the record's default is -1):
+    // it would feed an infinity or a huge negative level that the running
+    // single-precision sum never recovers from, so it carries no light sample.
+    if (metadata->exposureTime > 0)
       lightEstimator->estimate(1000000000.0f / static_cast<float>(metadata->exposureTime));
     lightMode = lightEstimator->getLightMode();
   }
   if (state == DETECT_PRESENCE) return 0;
+  // A frame that cannot be shrunk (a size below 1, or under 1/32 of the motion
+  // resolution) would leave the packed buffer as the previous frame left it,
+  // and that stale picture would be analysed under this frame's timestamp.
+  if (width < 1 || height < 1 || destrideStep(width, motionResW) == 0 ||
+      destrideStep(height, motionResH) == 0)
+    return 0;
 
   FrameData* frame = framePool->newFrame();
   // Both records held: drop the frame; the motion thread works on a newer one soon.

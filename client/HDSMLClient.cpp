@@ -2,8 +2,7 @@
 // thread's start and the ordered teardown.
 #include "client/HDSMLClient.h"
 
-#include <boost/property_tree/json_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
+#include <sys/stat.h>
 
 #include <cctype>
 #include <cstdio>
@@ -13,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "client/ClientConfiguration.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
 #include "frames/Buffer.h"
@@ -42,26 +42,6 @@ void readSystemProperty(const char* name, char* value) {
 #endif
 }
 
-// A motion resolution must be even (4:2:0 chroma halves it, and the colour
-// conversion needs whole chroma rows) and small enough that the buffer sizes fit
-// an int. Anything else would crash inside OpenCV, so it is refused up front.
-int readMotionResolution(const boost::property_tree::ptree& config, const char* key) {
-  int value = 0;
-  try {
-    value = config.get<int>(key);
-  } catch (const boost::property_tree::ptree_bad_data&) {
-    // Same error type, but the reader's own message does not name the key.
-    const std::string raw = config.get<std::string>(key);
-    throw boost::property_tree::ptree_bad_data(
-        std::string(key) + " is not an integer: \"" + raw + "\"", raw);
-  }
-  constexpr int kMax = 4096;
-  if (value < 2 || value > kMax || value % 2 != 0)
-    throw std::invalid_argument(std::string(key) + " must be an even number from 2 to " +
-                                std::to_string(kMax) + ", got " + std::to_string(value));
-  return value;
-}
-
 }  // namespace
 
 MotionStatus::MotionStatus(const MotionStatus& other)
@@ -83,9 +63,16 @@ int64_t getPropValForAbsence() {
   readSystemProperty(kAbsenceProperty, value);
   if (value[0] == '\0') return -1;
   // Digits are deliberately not validated: a stray character yields a wrong
-  // number rather than an error.
+  // number rather than an error. A value that does not fit in 64 bits (twenty
+  // digits, or long garbage) is refused like an unset one.
   int64_t result = 0;
-  for (const char* c = value; *c != '\0'; ++c) result = result * 10 + (*c - 48);
+  for (const char* c = value; *c != '\0'; ++c) {
+    if (__builtin_mul_overflow(result, 10, &result) ||
+        __builtin_add_overflow(result, *c - 48, &result)) {
+      printf("Ignoring %s \"%s\": out of range\n", kAbsenceProperty, value);
+      return -1;
+    }
+  }
   return result;
 }
 
@@ -95,10 +82,16 @@ HDSMLClient* HDSMLClient::initialize(const char* configPath, bool debug, const c
     printf("Unable to load config file: %s\n", configPath ? configPath : "(null)");
     return nullptr;
   }
-  printf("[HDSMLClient] Loaded Config file: %s\n", configPath);
   // The file was opened only to see that it exists; close it even when the
   // constructor throws on a bad configuration.
   std::unique_ptr<FILE, int (*)(FILE*)> closer(file, std::fclose);
+  // A directory opens like a file but holds no configuration.
+  struct stat info;
+  if (fstat(fileno(file), &info) == 0 && S_ISDIR(info.st_mode)) {
+    printf("Unable to load config file: %s\n", configPath);
+    return nullptr;
+  }
+  printf("[HDSMLClient] Loaded Config file: %s\n", configPath);
   return new HDSMLClient(configPath, debug, logPath);
 }
 
@@ -107,10 +100,9 @@ void HDSMLClient::destroy(HDSMLClient* client) { delete client; }
 HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPath*/)
     : debugEnabled(debug) {
   printf("[HDSMLClient] Reading config %s\n", configPath);
-  boost::property_tree::ptree config;
-  boost::property_tree::read_json(configPath, config);
-  motionResW = readMotionResolution(config, "vantor.motionResW");
-  motionResH = readMotionResolution(config, "vantor.motionResH");
+  const ClientConfiguration config = readClientConfiguration(configPath);
+  motionResW = config.motionResW;
+  motionResH = config.motionResH;
   normalLight = 1;
 
   const int64_t property = getPropValForAbsence();

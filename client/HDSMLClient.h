@@ -68,13 +68,15 @@ struct HDSML_EXPORT MotionStatus {
 
 // Reads the absence threshold from the system property "persist.hds.cv.absence"
 // (on other hosts the environment variable PERSIST_HDS_CV_ABSENCE). Returns -1
-// when it is unset or empty. Digits are not validated.
+// when it is unset or empty, and after a message when its value does not fit in
+// 64 bits. Digits are not validated: each character counts as its code - 48.
 HDSML_EXPORT int64_t getPropValForAbsence();
 
 // Nearest-neighbour shrink of three strided YUV 4:2:0 planes into one packed
 // planar image (luma, then the plane of `u`, then the plane of `v`) of
-// outWidth x outHeight, stepping in 1/32-pixel fixed point. Note the order:
-// heights before widths. Does nothing when a size or a step is 0.
+// outWidth x outHeight, stepping in 1/32-pixel fixed point (64-bit steps and
+// positions, so any int size is exact). Note the order: heights before widths.
+// Does nothing when a size or a step is 0.
 HDSML_EXPORT void destride(unsigned char* y, unsigned char* u, unsigned char* v, int height,
                            int width, int yPixelStride, int yRowStride, int uPixelStride,
                            int uRowStride, int vPixelStride, int vRowStride, int outHeight,
@@ -84,8 +86,10 @@ class HDSML_EXPORT HDSMLClient {
  public:
   using RegionList = std::vector<std::pair<cv::Rect, float>>;
 
-  // Returns null, after a message, when `configPath` cannot be opened.
-  // Configuration errors (bad JSON, missing or invalid keys) escape as exceptions.
+  // Returns null, after a message, when `configPath` cannot be opened or is a
+  // directory. Configuration errors (bad JSON, missing or invalid keys) escape
+  // as the exceptions listed in client/ClientConfiguration.h, naming the file
+  // and the key.
   static HDSMLClient* initialize(const char* configPath, bool debug, const char* logPath);
   static void destroy(HDSMLClient* client);
 
@@ -97,6 +101,7 @@ class HDSML_EXPORT HDSMLClient {
 
   // Frame intake on the camera thread; never blocks on the motion thread and
   // always returns 0. `metadata` may be null; the last argument is unused.
+  // Frames too small to shrink to the motion resolution are dropped.
   int cameraFrameData(unsigned char* y, unsigned char* u, unsigned char* v, int width, int height,
                       int yPixelStride, int yRowStride, int uPixelStride, int uRowStride,
                       int vPixelStride, int vRowStride, long long timestamp,

@@ -6,6 +6,19 @@
 #include "client/HDSMLClient.h"
 #include "frames/FrameData.h"
 
+namespace {
+
+// threshold < later - earlier, exactly, for all 64-bit values: a difference
+// that does not fit in 64 bits is above every threshold when later > earlier
+// and below every threshold otherwise.
+bool exceeds(int64_t later, int64_t earlier, int64_t threshold) {
+  int64_t elapsed;
+  if (__builtin_sub_overflow(later, earlier, &elapsed)) return later > earlier;
+  return threshold < elapsed;
+}
+
+}  // namespace
+
 void HDSMLClient::saveOutput(PresenceStatus status, float score, long long frameTimestamp,
                              RegionList& /*regions*/, FrameData* frame) {
   std::lock_guard<std::mutex> lock(outputMutex);
@@ -30,7 +43,7 @@ void HDSMLClient::saveOutput(PresenceStatus status, float score, long long frame
     // The first frame after construction or resume() starts the timer.
     if (lastMotionTimestamp == -1) lastMotionTimestamp = frameTimestamp;
     const int64_t lastMotion = lastMotionTimestamp;
-    if (absenceThreshold < frameTimestamp - lastMotion) {
+    if (exceeds(frameTimestamp, lastMotion, absenceThreshold)) {
       output.status = PRESENCE_ABSENCE;
       output.confidence = 1.0f;
       output.frameTimestamp = frameTimestamp;

@@ -149,12 +149,12 @@ std::pair<std::string, std::string> splitPair(const std::string& option, const s
   return {text.substr(0, colon), text.substr(colon + 1)};
 }
 
-}  // namespace
+// Called with the option's name and its value.
+using OptionHandler = std::function<void(const std::string&, const std::string&)>;
 
-ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
-  ReplayOptions o;
-  using Handler = std::function<void(const std::string&, const std::string&)>;
-  const std::map<std::string, Handler> withValue = {
+// The options that take a value, each with what it sets in `o`.
+std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
+  return {
       {"--config", [&](auto&, auto& v) { o.configPath = v; }},
       {"--motion-res",
        [&](auto& opt, auto& v) {
@@ -236,10 +236,37 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
        }},
       {"--library-log", [&](auto&, auto& v) { o.libraryLog = v; }},
   };
+}
 
+// Applies the option argv[i], given as --name=value or as --name value (then
+// moving i on to the value).
+void applyValueOption(const std::map<std::string, OptionHandler>& withValue, std::string arg,
+                      int argc, const char* const argv[], int& i) {
+  std::string value;
+  bool hasValue = false;
+  const size_t eq = arg.find('=');
+  if (arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+    value = arg.substr(eq + 1);
+    arg = arg.substr(0, eq);
+    hasValue = true;
+  }
+  const auto it = withValue.find(arg);
+  if (it == withValue.end()) throw UsageError("unknown option " + arg);
+  if (!hasValue) {
+    if (i + 1 >= argc) throw UsageError(arg + " needs a value");
+    value = argv[++i];
+  }
+  it->second(arg, value);
+}
+
+}  // namespace
+
+ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
+  ReplayOptions o;
+  const std::map<std::string, OptionHandler> withValue = valueOptions(o);
   std::vector<std::string> positional;
   for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
+    const std::string arg = argv[i];
     if (arg == "-h" || arg == "--help") {
       o.help = true;
       return o;
@@ -257,21 +284,7 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
       break;
     }
     if (arg.size() > 1 && arg[0] == '-') {
-      std::string value;
-      bool hasValue = false;
-      const size_t eq = arg.find('=');
-      if (arg.rfind("--", 0) == 0 && eq != std::string::npos) {
-        value = arg.substr(eq + 1);
-        arg = arg.substr(0, eq);
-        hasValue = true;
-      }
-      const auto it = withValue.find(arg);
-      if (it == withValue.end()) throw UsageError("unknown option " + arg);
-      if (!hasValue) {
-        if (i + 1 >= argc) throw UsageError(arg + " needs a value");
-        value = argv[++i];
-      }
-      it->second(arg, value);
+      applyValueOption(withValue, arg, argc, argv, i);
       continue;
     }
     positional.push_back(arg);

@@ -81,6 +81,281 @@ void legendItem(cv::Mat& img, int& x, int y, const cv::Scalar& colour, const std
   x += text(img, label, x, y, 0.5, kInk) + 22;
 }
 
+// Layout: a score panel on top, five bands under it, the time axis, the legend.
+// Only the width follows the caller; every height is fixed.
+constexpr int kLeft = 110, kRight = 40;
+constexpr int kScoreTop = 112, kScoreH = 250, kScoreBottom = kScoreTop + kScoreH;
+constexpr int kBandH = 24, kBandGap = 8, kBandCount = 5;
+constexpr int kBandsTop = kScoreBottom + 20;
+constexpr int kBandsBottom = kBandsTop + kBandCount * (kBandH + kBandGap) - kBandGap;
+constexpr int kAxisH = 58, kLegendH = 34;
+constexpr int kHeight = kBandsBottom + kAxisH + kLegendH;
+
+enum Band { kVoteBand, kAnalysedBand, kReportsBand, kStatusBand, kStateBand };
+const char* const kBandLabels[kBandCount] = {"vote", "analysed", "reports", "status", "state"};
+
+// Baseline of a band's label and of the names written inside it.
+int bandBaseline(int band) { return kBandsTop + band * (kBandH + kBandGap) + 17; }
+
+// Paints one timeline, layer by layer, back to front. x runs from time 0 to the
+// end of the last frame, y from score 0 to 1.
+class TimelinePainter {
+ public:
+  TimelinePainter(const std::vector<ReplayRecord>& records, const TimelineInfo& info)
+      : records_(records),
+        info_(info),
+        width_(std::max(info.width, 600)),
+        plotW_(width_ - kLeft - kRight),
+        endMs_(records.empty() ? 1000.0 : records.back().timestampMs + 1000.0 / info.fps),
+        img_(kHeight, width_, CV_8UC3, cv::Scalar(255, 255, 255)) {}
+
+  cv::Mat paint() {
+    text(img_, info_.title, kLeft, 34, 0.8, kInk, Align::Left, 2, cv::FONT_HERSHEY_DUPLEX);
+    text(img_, info_.subtitle, kLeft, 62, 0.5, kMuted);
+    const std::vector<Report> reports = collectReports(records_);
+    drawScoreBackground();
+    drawScoreGrid();
+    drawTimeAxis();
+    drawEvents();
+    drawThresholdLine();
+    drawScoreCurve();
+    drawAbsenceReports(reports);
+    cv::rectangle(img_, cv::Rect(kLeft, kScoreTop, plotW_, kScoreH), kFrame, 1);
+    drawBands(reports);
+    drawLegend();
+    return img_;
+  }
+
+ private:
+  int timeX(double ms) const { return kLeft + static_cast<int>(std::lround(ms / endMs_ * plotW_)); }
+  int scoreY(double score) const {
+    return kScoreBottom - static_cast<int>(std::lround(score * (kScoreH - 16)));
+  }
+  // Pixels the frame covers, from its timestamp to the next frame's; at least one.
+  std::pair<int, int> frameSpan(size_t i) const {
+    const int x0 = timeX(static_cast<double>(records_[i].timestampMs));
+    const int x1 = i + 1 < records_.size() ? timeX(static_cast<double>(records_[i + 1].timestampMs))
+                                           : timeX(endMs_);
+    return std::make_pair(x0, std::max(x1, x0 + 1));
+  }
+  cv::Rect bandRect(int band, int x0, int x1) const {
+    return cv::Rect(x0, kBandsTop + band * (kBandH + kBandGap), x1 - x0, kBandH);
+  }
+
+  // The still tail, and frames on which the filter said motion.
+  void drawScoreBackground() {
+    for (size_t i = 0; i < records_.size(); ++i) {
+      const auto [x0, x1] = frameSpan(i);
+      if (records_[i].stillTail)
+        cv::rectangle(img_, cv::Rect(x0, kScoreTop, x1 - x0, kScoreH), kTail, cv::FILLED);
+      if (records_[i].processed && records_[i].motionDetected)
+        cv::rectangle(img_, cv::Rect(x0, scoreY(1.0), x1 - x0, kScoreBottom - scoreY(1.0)),
+                      kMotionPale, cv::FILLED);
+    }
+  }
+
+  void drawScoreGrid() {
+    for (int k = 0; k <= 5; ++k) {
+      const double v = k / 5.0;
+      cv::line(img_, cv::Point(kLeft, scoreY(v)), cv::Point(kLeft + plotW_, scoreY(v)), kGrid, 1);
+      char buf[8];
+      std::snprintf(buf, sizeof buf, k == 0 ? "0" : (k == 5 ? "1" : "%.1f"), v);
+      text(img_, buf, kLeft - 10, scoreY(v) + 5, 0.5, kMuted, Align::Right);
+    }
+    const int headW = text(img_, "filter score", kLeft, kScoreTop - 10, 0.55, kInk);
+    text(img_,
+         "share of the recent analysed frames that voted motion; above 0.8 the filter says motion",
+         kLeft + headW + 12, kScoreTop - 10, 0.45, kMuted);
+  }
+
+  // Vertical grid lines through the score panel, ticks and seconds under the bands.
+  void drawTimeAxis() {
+    const double tickS = niceTickStep(endMs_ / 1000.0, 12);
+    for (double t = 0; t * 1000.0 <= endMs_ + 1e-6; t += tickS) {
+      const int x = timeX(t * 1000.0);
+      cv::line(img_, cv::Point(x, kScoreTop), cv::Point(x, kScoreBottom), kGrid, 1);
+      cv::line(img_, cv::Point(x, kBandsBottom + 4), cv::Point(x, kBandsBottom + 10), kMuted, 1);
+      text(img_, formatSeconds(t), x, kBandsBottom + 28, 0.5, kInk, Align::Centre);
+    }
+    text(img_, "time (s)", kLeft + plotW_ / 2, kBandsBottom + 52, 0.55, kInk, Align::Centre);
+  }
+
+  // Events (still tail, probes) as labelled dashed lines.
+  void drawEvents() {
+    for (const auto& [frame, label] : info_.events) {
+      if (frame < 0 || static_cast<size_t>(frame) >= records_.size()) continue;
+      const int x = timeX(static_cast<double>(records_[frame].timestampMs));
+      dashedLine(img_, cv::Point(x, kScoreTop), cv::Point(x, kScoreBottom), kMuted, 1, 5, 5);
+      const int w = textWidth(label, 0.45);
+      const int tx = x + 6 + w < kLeft + plotW_ ? x + 6 : x - 6 - w;
+      text(img_, label, tx, kScoreTop + 14, 0.45, kMuted);
+    }
+  }
+
+  void drawThresholdLine() {
+    dashedLine(img_, cv::Point(kLeft, scoreY(0.8)), cv::Point(kLeft + plotW_, scoreY(0.8)),
+               kThreshold, 1);
+    text(img_, "0.8", kLeft + plotW_ + 4, scoreY(0.8) + 5, 0.45, kThreshold);
+  }
+
+  // Score curve, broken where frames were not analysed for a while.
+  void drawScoreCurve() {
+    std::vector<cv::Point> run;
+    auto flush = [&]() {
+      if (run.size() >= 2)
+        cv::polylines(img_, run, false, kScore, 2, cv::LINE_AA);
+      else if (run.size() == 1)
+        cv::circle(img_, run[0], 2, kScore, cv::FILLED, cv::LINE_AA);
+      run.clear();
+    };
+    long lastFrame = -1000;
+    const long maxGap = std::max(3L, std::lround(info_.fps / 2));
+    for (size_t i = 0; i < records_.size(); ++i) {
+      const ReplayRecord& r = records_[i];
+      if (!r.processed) continue;
+      if (r.frame - lastFrame > maxGap) flush();
+      const auto [x0, x1] = frameSpan(i);
+      run.emplace_back((x0 + x1) / 2, scoreY(r.motionScore));
+      lastFrame = r.frame;
+    }
+    flush();
+  }
+
+  // Marks the first report of each run of absence reports, with the time since
+  // the last motion before it; labels cycle through three rows.
+  void drawAbsenceReports(const std::vector<Report>& reports) {
+    int64_t lastMotionMs = -1;
+    size_t ri = 0;
+    int prevStatus = -1;
+    int labelRow = 0;
+    for (size_t i = 0; i < records_.size(); ++i) {
+      if (records_[i].processed && records_[i].motionDetected)
+        lastMotionMs = records_[i].timestampMs;
+      for (; ri < reports.size() && reports[ri].frame == static_cast<long>(i); ++ri) {
+        const Report& rep = reports[ri];
+        if (rep.status == kStatusAbsence && prevStatus != kStatusAbsence) {
+          markAbsence(rep.timestampMs, lastMotionMs, labelRow);
+          labelRow = (labelRow + 1) % 3;
+        }
+        prevStatus = rep.status;
+      }
+    }
+  }
+
+  // A line at the report; with a motion before it, a span back to that motion.
+  void markAbsence(int64_t reportMs, int64_t lastMotionMs, int labelRow) {
+    const int x = timeX(static_cast<double>(reportMs));
+    cv::line(img_, cv::Point(x, kScoreTop), cv::Point(x, kBandsBottom), kAbsence, 2, cv::LINE_AA);
+    char buf[96];
+    std::snprintf(buf, sizeof buf, "absence reported at %.1f s", reportMs / 1000.0);
+    const std::string label = buf;
+    int xm = x;
+    std::string second;
+    if (lastMotionMs >= 0) {
+      std::snprintf(buf, sizeof buf, "%.1f s after the last motion",
+                    (reportMs - lastMotionMs) / 1000.0);
+      second = buf;
+      xm = timeX(static_cast<double>(lastMotionMs));
+      const int yb = scoreY(0.5) + labelRow * 44;
+      cv::line(img_, cv::Point(xm, yb), cv::Point(x, yb), kAbsence, 1, cv::LINE_AA);
+      cv::line(img_, cv::Point(xm, yb - 6), cv::Point(xm, yb + 6), kAbsence, 2);
+    }
+    // Beside the line if there is room on the right, else left of the span.
+    const int w = std::max(textWidth(label, 0.5), textWidth(second, 0.45));
+    const int tx = x + 10 + w < kLeft + plotW_ ? x + 10 : xm - 10 - w;
+    const int ty = scoreY(0.5) - 4 + labelRow * 44;
+    cv::rectangle(img_, cv::Rect(tx - 4, ty - 16, w + 8, second.empty() ? 22 : 40),
+                  cv::Scalar(255, 255, 255), cv::FILLED);
+    text(img_, label, tx, ty, 0.5, kAbsence);
+    if (!second.empty()) text(img_, second, tx, ty + 17, 0.45, kAbsence);
+  }
+
+  void drawBands(const std::vector<Report>& reports) {
+    for (int b = 0; b < kBandCount; ++b)
+      text(img_, kBandLabels[b], kLeft - 10, bandBaseline(b), 0.5, kInk, Align::Right);
+    fillFrameBands();
+    // Every report the host saw, as a tick.
+    for (const Report& rep : reports) {
+      const int x = timeX(static_cast<double>(rep.timestampMs));
+      cv::rectangle(img_, bandRect(kReportsBand, x, x + 2),
+                    rep.status == kStatusMotion ? kMotion : kAbsence, cv::FILLED);
+    }
+    nameRuns();
+    for (int b = 0; b < kBandCount; ++b)
+      cv::rectangle(img_, bandRect(b, kLeft, kLeft + plotW_), kFrame, 1);
+    if (!records_.empty() && records_.front().vote < 0 && records_.back().vote < 0)
+      text(img_, "per-frame votes are known in lockstep only", kLeft + 8, bandBaseline(kVoteBand),
+           0.45, kMuted);
+  }
+
+  // The vote, analysed, status and state of every frame.
+  void fillFrameBands() {
+    for (size_t i = 0; i < records_.size(); ++i) {
+      const ReplayRecord& r = records_[i];
+      const auto [x0, x1] = frameSpan(i);
+      if (r.vote >= 0)
+        cv::rectangle(img_, bandRect(kVoteBand, x0, x1), r.vote ? kVoteYes : kVoteNo, cv::FILLED);
+      if (r.processed || r.dropped)
+        cv::rectangle(img_, bandRect(kAnalysedBand, x0, x1), r.processed ? kAnalysed : kDropped,
+                      cv::FILLED);
+      const cv::Scalar statusColour =
+          r.status == kStatusMotion ? kMotion : (r.status == kStatusAbsence ? kAbsence : kNone);
+      cv::rectangle(img_, bandRect(kStatusBand, x0, x1), statusColour, cv::FILLED);
+      cv::rectangle(img_, bandRect(kStateBand, x0, x1),
+                    kStateColour[std::min(2, std::max(0, r.state))], cv::FILLED);
+    }
+  }
+
+  // Names inside the status and state bands.
+  void nameRuns() {
+    if (records_.empty()) return;
+    nameRunsIn(
+        kStatusBand, [](const ReplayRecord& r) { return r.status; },
+        [](int s) { return s == kStatusNone ? std::string("no report yet") : statusName(s); },
+        [](int s) { return s == kStatusNone ? kInk : cv::Scalar(255, 255, 255); });
+    nameRunsIn(
+        kStateBand, [](const ReplayRecord& r) { return r.state; },
+        [](int s) { return std::string("DETECT_") + stateShortName(s); }, [](int) { return kInk; });
+  }
+
+  // Writes the name of each run of equal values in `band` where the run is wide
+  // enough; narrow runs get the name without its prefix, e.g. "PRESENCE".
+  template <typename ValueOf, typename NameOf, typename InkOf>
+  void nameRunsIn(int band, ValueOf valueOf, NameOf nameOf, InkOf inkOf) {
+    size_t start = 0;
+    for (size_t i = 1; i <= records_.size(); ++i) {
+      if (i < records_.size() && valueOf(records_[i]) == valueOf(records_[start])) continue;
+      const int x0 = frameSpan(start).first, x1 = frameSpan(i - 1).second;
+      std::string name = nameOf(valueOf(records_[start]));
+      if (textWidth(name, 0.45) + 12 >= x1 - x0 && name.rfind("DETECT_", 0) == 0)
+        name = name.substr(7);
+      if (textWidth(name, 0.45) + 12 < x1 - x0)
+        text(img_, name, (x0 + x1) / 2, bandBaseline(band), 0.45, inkOf(valueOf(records_[start])),
+             Align::Centre);
+      start = i;
+    }
+  }
+
+  void drawLegend() {
+    int lx = kLeft;
+    const int ly = kHeight - 14;
+    legendItem(img_, lx, ly, kVoteYes, "vote: regions found");
+    legendItem(img_, lx, ly, kAnalysed, "analysed");
+    legendItem(img_, lx, ly, kDropped, "dropped");
+    legendItem(img_, lx, ly, kMotion, "motion reported");
+    legendItem(img_, lx, ly, kAbsence, "absence reported");
+    legendItem(img_, lx, ly, kMotionPale, "filter says motion");
+    legendItem(img_, lx, ly, kTail, "still tail");
+  }
+
+  const std::vector<ReplayRecord>& records_;
+  const TimelineInfo& info_;
+  const int width_;
+  const int plotW_;
+  const double endMs_;  // end of the last frame
+  cv::Mat img_;
+};
+
 }  // namespace
 
 double niceTickStep(double span, int target) {
@@ -93,213 +368,7 @@ double niceTickStep(double span, int target) {
 }
 
 cv::Mat renderTimeline(const std::vector<ReplayRecord>& records, const TimelineInfo& info) {
-  const int width = std::max(info.width, 600);
-  const int left = 110, right = 40, top = 112;
-  const int scoreH = 250, bandH = 24, bandGap = 8, axisH = 58, legendH = 34;
-  const int bandCount = 5;
-  const int scoreTop = top, scoreBottom = top + scoreH;
-  const int bandsTop = scoreBottom + 20;
-  const int bandsBottom = bandsTop + bandCount * (bandH + bandGap) - bandGap;
-  const int height = bandsBottom + axisH + legendH;
-  const int plotW = width - left - right;
-
-  cv::Mat img(height, width, CV_8UC3, cv::Scalar(255, 255, 255));
-  text(img, info.title, left, 34, 0.8, kInk, Align::Left, 2, cv::FONT_HERSHEY_DUPLEX);
-  text(img, info.subtitle, left, 62, 0.5, kMuted);
-
-  const double period = 1000.0 / info.fps;
-  const double endMs = records.empty() ? 1000.0 : records.back().timestampMs + period;
-  auto X = [&](double ms) { return left + static_cast<int>(std::lround(ms / endMs * plotW)); };
-  auto frameSpan = [&](size_t i) {
-    const int x0 = X(static_cast<double>(records[i].timestampMs));
-    const int x1 =
-        i + 1 < records.size() ? X(static_cast<double>(records[i + 1].timestampMs)) : X(endMs);
-    return std::make_pair(x0, std::max(x1, x0 + 1));
-  };
-  auto Y = [&](double score) {
-    return scoreBottom - static_cast<int>(std::lround(score * (scoreH - 16)));
-  };
-
-  // Score panel background: the still tail, and frames on which the filter said motion.
-  for (size_t i = 0; i < records.size(); ++i) {
-    const auto [x0, x1] = frameSpan(i);
-    if (records[i].stillTail)
-      cv::rectangle(img, cv::Rect(x0, scoreTop, x1 - x0, scoreH), kTail, cv::FILLED);
-    if (records[i].processed && records[i].motionDetected)
-      cv::rectangle(img, cv::Rect(x0, Y(1.0), x1 - x0, scoreBottom - Y(1.0)), kMotionPale,
-                    cv::FILLED);
-  }
-  for (int k = 0; k <= 5; ++k) {
-    const double v = k / 5.0;
-    cv::line(img, cv::Point(left, Y(v)), cv::Point(left + plotW, Y(v)), kGrid, 1);
-    char buf[8];
-    std::snprintf(buf, sizeof buf, k == 0 ? "0" : (k == 5 ? "1" : "%.1f"), v);
-    text(img, buf, left - 10, Y(v) + 5, 0.5, kMuted, Align::Right);
-  }
-  const int headW = text(img, "filter score", left, scoreTop - 10, 0.55, kInk);
-  text(img,
-       "share of the recent analysed frames that voted motion; above 0.8 the filter says motion",
-       left + headW + 12, scoreTop - 10, 0.45, kMuted);
-
-  // Time grid.
-  const double tickS = niceTickStep(endMs / 1000.0, 12);
-  for (double t = 0; t * 1000.0 <= endMs + 1e-6; t += tickS) {
-    const int x = X(t * 1000.0);
-    cv::line(img, cv::Point(x, scoreTop), cv::Point(x, scoreBottom), kGrid, 1);
-    cv::line(img, cv::Point(x, bandsBottom + 4), cv::Point(x, bandsBottom + 10), kMuted, 1);
-    text(img, formatSeconds(t), x, bandsBottom + 28, 0.5, kInk, Align::Centre);
-  }
-  text(img, "time (s)", left + plotW / 2, bandsBottom + 52, 0.55, kInk, Align::Centre);
-
-  // Events (still tail, probes) as labelled dashed lines.
-  for (const auto& [frame, label] : info.events) {
-    if (frame < 0 || static_cast<size_t>(frame) >= records.size()) continue;
-    const int x = X(static_cast<double>(records[frame].timestampMs));
-    dashedLine(img, cv::Point(x, scoreTop), cv::Point(x, scoreBottom), kMuted, 1, 5, 5);
-    const int w = textWidth(label, 0.45);
-    const int tx = x + 6 + w < left + plotW ? x + 6 : x - 6 - w;
-    text(img, label, tx, scoreTop + 14, 0.45, kMuted);
-  }
-
-  // The 0.8 line.
-  dashedLine(img, cv::Point(left, Y(0.8)), cv::Point(left + plotW, Y(0.8)), kThreshold, 1);
-  text(img, "0.8", left + plotW + 4, Y(0.8) + 5, 0.45, kThreshold);
-
-  // Score curve, broken where frames were not analysed for a while.
-  std::vector<cv::Point> run;
-  long lastFrame = -1000;
-  const long maxGap = std::max(3L, std::lround(info.fps / 2));
-  auto flush = [&]() {
-    if (run.size() >= 2)
-      cv::polylines(img, run, false, kScore, 2, cv::LINE_AA);
-    else if (run.size() == 1)
-      cv::circle(img, run[0], 2, kScore, cv::FILLED, cv::LINE_AA);
-    run.clear();
-  };
-  for (size_t i = 0; i < records.size(); ++i) {
-    const ReplayRecord& r = records[i];
-    if (!r.processed) continue;
-    if (r.frame - lastFrame > maxGap) flush();
-    const auto [x0, x1] = frameSpan(i);
-    run.emplace_back((x0 + x1) / 2, Y(r.motionScore));
-    lastFrame = r.frame;
-  }
-  flush();
-
-  // Absence reports: a line at the first report of each run of them, with the
-  // time since the last motion; every report also gets a tick in the reports band.
-  const std::vector<Report> reports = collectReports(records);
-  int64_t lastMotionMs = -1;
-  size_t ri = 0;
-  int prevStatus = -1;
-  int labelRow = 0;
-  for (size_t i = 0; i < records.size(); ++i) {
-    if (records[i].processed && records[i].motionDetected) lastMotionMs = records[i].timestampMs;
-    while (ri < reports.size() && reports[ri].frame == static_cast<long>(i)) {
-      const Report& rep = reports[ri++];
-      if (rep.status == kStatusAbsence && prevStatus != kStatusAbsence) {
-        const int x = X(static_cast<double>(rep.timestampMs));
-        cv::line(img, cv::Point(x, scoreTop), cv::Point(x, bandsBottom), kAbsence, 2, cv::LINE_AA);
-        char buf[96];
-        std::snprintf(buf, sizeof buf, "absence reported at %.1f s", rep.timestampMs / 1000.0);
-        std::string label = buf;
-        int xm = x;
-        std::string second;
-        if (lastMotionMs >= 0) {
-          std::snprintf(buf, sizeof buf, "%.1f s after the last motion",
-                        (rep.timestampMs - lastMotionMs) / 1000.0);
-          second = buf;
-          // Span from the last motion to the report.
-          xm = X(static_cast<double>(lastMotionMs));
-          const int yb = Y(0.5) + labelRow * 44;
-          cv::line(img, cv::Point(xm, yb), cv::Point(x, yb), kAbsence, 1, cv::LINE_AA);
-          cv::line(img, cv::Point(xm, yb - 6), cv::Point(xm, yb + 6), kAbsence, 2);
-        }
-        // Beside the line if there is room on the right, else left of the span.
-        const int w = std::max(textWidth(label, 0.5), textWidth(second, 0.45));
-        const int tx = x + 10 + w < left + plotW ? x + 10 : xm - 10 - w;
-        const int ty = Y(0.5) - 4 + labelRow * 44;
-        cv::rectangle(img, cv::Rect(tx - 4, ty - 16, w + 8, second.empty() ? 22 : 40),
-                      cv::Scalar(255, 255, 255), cv::FILLED);
-        text(img, label, tx, ty, 0.5, kAbsence);
-        if (!second.empty()) text(img, second, tx, ty + 17, 0.45, kAbsence);
-        labelRow = (labelRow + 1) % 3;
-      }
-      prevStatus = rep.status;
-    }
-  }
-
-  cv::rectangle(img, cv::Rect(left, scoreTop, plotW, scoreH), kFrame, 1);
-
-  // Bands.
-  const char* bandLabels[bandCount] = {"vote", "analysed", "reports", "status", "state"};
-  auto bandRect = [&](int band, int x0, int x1) {
-    return cv::Rect(x0, bandsTop + band * (bandH + bandGap), x1 - x0, bandH);
-  };
-  for (int b = 0; b < bandCount; ++b)
-    text(img, bandLabels[b], left - 10, bandsTop + b * (bandH + bandGap) + 17, 0.5, kInk,
-         Align::Right);
-
-  for (size_t i = 0; i < records.size(); ++i) {
-    const ReplayRecord& r = records[i];
-    const auto [x0, x1] = frameSpan(i);
-    if (r.vote >= 0)
-      cv::rectangle(img, bandRect(0, x0, x1), r.vote ? kVoteYes : kVoteNo, cv::FILLED);
-    if (r.processed || r.dropped)
-      cv::rectangle(img, bandRect(1, x0, x1), r.processed ? kAnalysed : kDropped, cv::FILLED);
-    const cv::Scalar statusColour =
-        r.status == kStatusMotion ? kMotion : (r.status == kStatusAbsence ? kAbsence : kNone);
-    cv::rectangle(img, bandRect(3, x0, x1), statusColour, cv::FILLED);
-    cv::rectangle(img, bandRect(4, x0, x1), kStateColour[std::min(2, std::max(0, r.state))],
-                  cv::FILLED);
-  }
-  for (const Report& rep : reports) {
-    const int x = X(static_cast<double>(rep.timestampMs));
-    const cv::Rect band = bandRect(2, x, x + 2);
-    cv::rectangle(img, band, rep.status == kStatusMotion ? kMotion : kAbsence, cv::FILLED);
-  }
-
-  // Names inside the status and state bands, where a run is wide enough.
-  auto labelRuns = [&](int band, auto valueOf, auto nameOf, auto inkOf) {
-    size_t start = 0;
-    for (size_t i = 1; i <= records.size(); ++i) {
-      if (i < records.size() && valueOf(records[i]) == valueOf(records[start])) continue;
-      const int x0 = frameSpan(start).first, x1 = frameSpan(i - 1).second;
-      std::string name = nameOf(valueOf(records[start]));
-      // Narrow runs get the name without its prefix, e.g. "PRESENCE".
-      if (textWidth(name, 0.45) + 12 >= x1 - x0 && name.rfind("DETECT_", 0) == 0)
-        name = name.substr(7);
-      if (textWidth(name, 0.45) + 12 < x1 - x0)
-        text(img, name, (x0 + x1) / 2, bandsTop + band * (bandH + bandGap) + 17, 0.45,
-             inkOf(valueOf(records[start])), Align::Centre);
-      start = i;
-    }
-  };
-  if (!records.empty()) {
-    labelRuns(
-        3, [](const ReplayRecord& r) { return r.status; },
-        [](int s) { return s == kStatusNone ? std::string("no report yet") : statusName(s); },
-        [](int s) { return s == kStatusNone ? kInk : cv::Scalar(255, 255, 255); });
-    labelRuns(
-        4, [](const ReplayRecord& r) { return r.state; },
-        [](int s) { return std::string("DETECT_") + stateShortName(s); }, [](int) { return kInk; });
-  }
-  for (int b = 0; b < bandCount; ++b)
-    cv::rectangle(img, bandRect(b, left, left + plotW), kFrame, 1);
-  if (!records.empty() && records.front().vote < 0 && records.back().vote < 0)
-    text(img, "per-frame votes are known in lockstep only", left + 8, bandsTop + 17, 0.45, kMuted);
-
-  // Legend.
-  int lx = left;
-  const int ly = height - 14;
-  legendItem(img, lx, ly, kVoteYes, "vote: regions found");
-  legendItem(img, lx, ly, kAnalysed, "analysed");
-  legendItem(img, lx, ly, kDropped, "dropped");
-  legendItem(img, lx, ly, kMotion, "motion reported");
-  legendItem(img, lx, ly, kAbsence, "absence reported");
-  legendItem(img, lx, ly, kMotionPale, "filter says motion");
-  legendItem(img, lx, ly, kTail, "still tail");
-  return img;
+  return TimelinePainter(records, info).paint();
 }
 
 }  // namespace hdsreplay

@@ -107,7 +107,10 @@ void PresenceDetectorWrapper::detect(unsigned char* y, unsigned char* u, unsigne
 
   timer.stop();
   self->detectTimeMs = static_cast<float>(timer.getElapsedTimeInMilliSeconds());
-  ++self->detectCount;
+  // 2^31 calls come after 2 years at 30 frames a second, or 20 minutes of a
+  // host calling as fast as it can: the count wraps (defined) instead of
+  // overflowing.
+  self->detectCount = static_cast<int32_t>(static_cast<uint32_t>(self->detectCount) + 1u);
 }
 
 void PresenceDetectorWrapper::stateChange(const char* stateName, int frameRate, long long timestamp,

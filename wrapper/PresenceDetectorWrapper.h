@@ -29,6 +29,8 @@ class HDSML_EXPORT PresenceDetectorWrapper {
   // Creates the process-wide object and its client. Returns null when the
   // configuration file cannot be opened (the object stays installed with a
   // null client; call destroy()). Configuration errors escape as exceptions.
+  // A second call without destroy() leaves the first object and its client,
+  // motion thread included, running and unreachable until the process ends.
   static PresenceDetectorWrapper* initialize(const char* configPath, bool debug);
   // Deletes the process-wide object; does nothing when there is none.
   static void destroy();
@@ -48,7 +50,7 @@ class HDSML_EXPORT PresenceDetectorWrapper {
   int32_t status = 5;                // PresenceStatus reported to the host
   float detectTimeMs = 0.0f;         // wall time of the last detect()
   float confidence = 0.0f;           // score that came with the last decision
-  int32_t detectCount = 1;           // 1 + number of detect() calls
+  int32_t detectCount = 1;           // 1 + number of detect() calls, wrapping at 2^32
   int64_t outputFrameTimestamp = 0;  // frame timestamp of the last decision
   int64_t outputWallClock = 0;       // calendar seconds of the last decision
   int64_t stateChangeTimestamp = 0;  // timestamp given to the last stateChange()

@@ -1,0 +1,18 @@
+// The client's JSON configuration file, read and checked in one place so that
+// every error names the file and, where there is one, the key. Used by the
+// client's constructor on the caller's thread; keeps no state.
+#pragma once
+
+#include <cstdint>
+
+struct ClientConfiguration {
+  int32_t motionResW = 0;
+  int32_t motionResH = 0;
+};
+
+// Reads "vantor.motionResW" and "vantor.motionResH" from the file at `path`.
+// Throws Boost.PropertyTree's json_parser_error (unreadable file, bad JSON,
+// nesting deeper than any configuration needs, a file over 1 MiB),
+// ptree_bad_path (missing key), ptree_bad_data (a value that is not an integer)
+// or std::invalid_argument (an integer that is odd or outside 2..4096).
+ClientConfiguration readClientConfiguration(const char* path);
