@@ -4,7 +4,7 @@
 // overflows them.
 #include "client/Destride.h"
 
-#include <opencv2/core/hal/intrin.hpp>
+#include "frames/VectorKernels.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -122,7 +122,7 @@ class RowWalk {
   int64_t stepY_;
 };
 
-#if CV_SIMD128
+#if HDSML_VECTOR_KERNELS
 
 using cv::v_uint16x8;
 using cv::v_uint32x4;
@@ -239,7 +239,7 @@ void samplePairRowVector(const unsigned char* pairs, bool lowIsU, const std::ptr
   }
 }
 
-#endif  // CV_SIMD128
+#endif  // HDSML_VECTOR_KERNELS
 
 // How one plane's rows are sampled.
 using RowSampler = void (*)(const unsigned char* row, const std::ptrdiff_t* offsets, int outCols,
@@ -284,7 +284,7 @@ void samplePairRowTable(const unsigned char* pairs, bool lowIsU, const std::ptrd
 
 // The vector row sampler for a step of `k` whole samples, or the table one.
 RowSampler rowSamplerFor(int64_t pixelStride, int64_t stepX) {
-#if CV_SIMD128
+#if HDSML_VECTOR_KERNELS
   if (pixelStride == 1 && stepX % (1 << kFractionBits) == 0) {
     switch (stepX >> kFractionBits) {
       case 1:
@@ -314,8 +314,7 @@ RowSampler rowSamplerFor(int64_t pixelStride, int64_t stepX) {
 }
 
 PairRowSampler pairRowSamplerFor(int64_t stepX) {
-  // The pair lanes take the sample at the lower address as their low byte.
-#if CV_SIMD128 && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#if HDSML_VECTOR_KERNELS
   if (stepX % (1 << kFractionBits) == 0) {
     switch (stepX >> kFractionBits) {
       case 1:

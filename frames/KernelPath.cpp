@@ -1,14 +1,12 @@
 #include "frames/KernelPath.h"
 
-#include <opencv2/core/hal/intrin.hpp>
+#include "frames/VectorKernels.h"
 
 #include <cstdlib>
 #include <cstring>
 
 bool vectorKernelsBuilt() {
-  // 32-bit ARM NEON divides by a reciprocal estimate, which is not exactly
-  // rounded; such builds keep the plain loops.
-#if CV_SIMD128 && CV_SIMD128_64F
+#if HDSML_VECTOR_KERNELS
   return true;
 #else
   return false;

@@ -13,6 +13,6 @@ enum class KernelPath { kPlain, kVector };
 // The environment is read once, on the first call, never per frame.
 HDSML_EXPORT KernelPath defaultKernelPath();
 
-// Whether this build has vector kernels (128-bit lanes with exactly rounded
-// division and double precision); without them kVector runs the plain loops.
+// Whether this build has vector kernels (frames/VectorKernels.h says when);
+// without them kVector runs the plain loops.
 HDSML_EXPORT bool vectorKernelsBuilt();

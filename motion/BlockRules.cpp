@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include <opencv2/core/hal/intrin.hpp>
+#include "frames/VectorKernels.h"
 
 namespace hdsml {
 namespace {
@@ -130,7 +130,7 @@ int blocksPerRow(int width) {
   return blocks;
 }
 
-#if CV_SIMD128 && CV_SIMD128_64F
+#if HDSML_VECTOR_KERNELS
 
 // ---------------------------------------------------------------------------
 // Vector kernels. A "quad" is four side-by-side blocks: 16 pixels, 48 bytes of
@@ -377,13 +377,13 @@ int markBlocksVector(const uint8_t* current, const uint8_t* reference, uint8_t* 
   return counter;
 }
 
-#endif  // CV_SIMD128 && CV_SIMD128_64F
+#endif  // HDSML_VECTOR_KERNELS
 
 }  // namespace
 
 int markFrameDiffBlocks(const uint8_t* current, const uint8_t* reference, uint8_t* mask, int width,
                         int height, KernelPath path) {
-#if CV_SIMD128 && CV_SIMD128_64F
+#if HDSML_VECTOR_KERNELS
   if (path == KernelPath::kVector) {
     auto quadRule = [](const uint8_t* a, const uint8_t* b, int rowBytes) {
       return frameDiffQuad(a, b, rowBytes);
@@ -399,7 +399,7 @@ int markFrameDiffBlocks(const uint8_t* current, const uint8_t* reference, uint8_
 
 int markLowLightBlocks(const uint8_t* current, const uint8_t* reference, uint8_t* mask, int width,
                        int height, KernelPath path) {
-#if CV_SIMD128 && CV_SIMD128_64F
+#if HDSML_VECTOR_KERNELS
   if (path == KernelPath::kVector) {
     // Weights of bytes 0, 1 and 2 scaled by 1000: 0.114, 0.587 and 0.299.
     static const ByteWeights lumaWeights = byteWeights(114, 587, 299);
