@@ -1,68 +1,18 @@
 // Frame intake on the camera thread: exposure to light estimate, strided YUV
-// planes shrunk to the motion resolution, colour conversion into a pooled frame
-// record, and hand-over to the motion thread.
+// planes shrunk to the motion resolution (destride, in Destride.cpp), colour
+// conversion into a pooled frame record, and hand-over to the motion thread.
 #include <opencv2/imgproc.hpp>
 
 #include <cstdint>
 #include <cstdio>
 
+#include "client/Destride.h"
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "conditioning/LightEstimator.h"
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"
-
-namespace {
-
-// Steps are in 1/32 pixel: the fractional part keeps the sampling even without
-// a division per sample.
-constexpr int kFractionBits = 5;
-
-// The step from `size` source samples to `outSize` output samples; 0 when the
-// output is more than 32 times the source or `outSize` is 0. In 64 bits: a
-// source of 2^26 samples or more no longer fits an int once shifted, and the
-// accumulated positions reach 32 times the source size.
-inline int64_t fixedPointStep(int size, int outSize) {
-  return outSize == 0 ? 0 : static_cast<int64_t>(size) * (1 << kFractionBits) / outSize;
-}
-
-// Copies `outCols` samples of one source row, one every `step`/32 samples.
-inline unsigned char* sampleRow(const unsigned char* row, int pixelStride, int64_t step,
-                                int outCols, unsigned char* out) {
-  int64_t ax = 0;
-  for (int c = 0; c < outCols; ++c, ax += step)
-    *out++ = row[static_cast<int64_t>(pixelStride) * (ax >> kFractionBits)];
-  return out;
-}
-
-// Shrinks one plane and returns the next output position.
-unsigned char* samplePlane(const unsigned char* plane, int pixelStride, int rowStride,
-                           int64_t stepX, int64_t stepY, int outRows, int outCols,
-                           unsigned char* out) {
-  int64_t ay = 0;
-  for (int r = 0; r < outRows; ++r, ay += stepY)
-    out = sampleRow(plane + static_cast<int64_t>(rowStride) * (ay >> kFractionBits), pixelStride,
-                    stepX, outCols, out);
-  return out;
-}
-
-}  // namespace
-
-void destride(unsigned char* y, unsigned char* u, unsigned char* v, int height, int width,
-              int yPixelStride, int yRowStride, int uPixelStride, int uRowStride, int vPixelStride,
-              int vRowStride, int outHeight, int outWidth, unsigned char* out) {
-  if (outWidth == 0 || outHeight == 0) return;
-  const int64_t stepX = fixedPointStep(width, outWidth);
-  const int64_t stepY = fixedPointStep(height, outHeight);
-  if (stepX == 0 || stepY == 0) return;
-
-  // The chroma planes are half the source and the output half the output, so
-  // the luma steps apply to them unchanged.
-  out = samplePlane(y, yPixelStride, yRowStride, stepX, stepY, outHeight, outWidth, out);
-  out = samplePlane(u, uPixelStride, uRowStride, stepX, stepY, outHeight >> 1, outWidth >> 1, out);
-  samplePlane(v, vPixelStride, vRowStride, stepX, stepY, outHeight >> 1, outWidth >> 1, out);
-}
 
 int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned char* v, int width,
                                  int height, int yPixelStride, int yRowStride, int uPixelStride,
@@ -85,8 +35,8 @@ int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned ch
   // A frame that cannot be shrunk (a size below 1, or under 1/32 of the motion
   // resolution) would leave the packed buffer as the previous frame left it,
   // and that stale picture would be analysed under this frame's timestamp.
-  if (width < 1 || height < 1 || fixedPointStep(width, motionResW) == 0 ||
-      fixedPointStep(height, motionResH) == 0)
+  if (width < 1 || height < 1 || destrideStep(width, motionResW) == 0 ||
+      destrideStep(height, motionResH) == 0)
     return 0;
 
   FrameData* frame = framePool->newFrame();

@@ -8,6 +8,7 @@
 #include <deque>
 #include <mutex>
 
+#include "frames/RecyclingAllocator.h"
 #include "hdsml_export.h"
 
 class HDSML_EXPORT LightEstimator {
@@ -27,8 +28,10 @@ class HDSML_EXPORT LightEstimator {
   // Empties the window but keeps the last mode for the hysteresis.
   void clear();
 
-  std::deque<float> samples;  // oldest at the front
-  float sum = 0.0f;           // running single-precision sum, never recomputed
+  // Oldest at the front. Its allocator reuses the block the window leaves behind
+  // every 128 samples, so feeding the estimator never allocates.
+  std::deque<float, RecyclingAllocator<float>> samples;
+  float sum = 0.0f;  // running single-precision sum, never recomputed
   int capacity;
   bool full = false;  // set once more than capacity samples arrived since the last clear
   int mode = 2;

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "frames/FrameData.h"
+#include "frames/RecyclingAllocator.h"
 #include "hdsml_export.h"
 
 class HDSML_EXPORT Buffer {
@@ -33,6 +34,7 @@ class HDSML_EXPORT Buffer {
   // Guards queue and stopped. Taken before a record's lock, never after it.
   std::mutex mutex;
   std::condition_variable ready;  // a record was queued or the queue was stopped
-  std::deque<FrameData*> queue;
+  // Its allocator reuses the block a record leaves behind: no allocation per frame.
+  std::deque<FrameData*, RecyclingAllocator<FrameData*>> queue;
   bool stopped = false;
 };

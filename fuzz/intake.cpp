@@ -130,7 +130,7 @@ void checkIntake(const Plane& y, const Plane& u, const Plane& v, int width, int 
   const bool shrinkable = width >= 1 && height >= 1 && int64_t{width} * 32 / kMotionW > 0 &&
                           int64_t{height} * 32 / kMotionH > 0;
   std::lock_guard<std::mutex> lock(gClient->frameQueue->mutex);
-  const std::deque<FrameData*>& queue = gClient->frameQueue->queue;
+  const auto& queue = gClient->frameQueue->queue;
   if (shrinkable != (!queue.empty() && queue.front()->timestamp == timestamp))
     fail(shrinkable ? "a frame that can be shrunk was not queued" : "a too small frame was queued");
 }

@@ -2,6 +2,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <cstring>
+
 namespace {
 
 // The ring size the normal-light detector runs with; the runner always passes its
@@ -33,7 +35,8 @@ MotionDiff::MotionDiff(int width, int height, int historyLength)
       referenceIndex(-historyLength),
       historyLength(historyLength),
       minRegionArea(0),
-      mask(height, width, CV_8UC1) {
+      mask(height, width, CV_8UC1),
+      kernelPath_(defaultKernelPath()) {
   allocateRing();
 }
 
@@ -50,6 +53,14 @@ void MotionDiff::resizeAndCopy(cv::Mat& source, cv::Mat& target) {
   const int yStep = (source.rows * 32) / target.rows;
   if (xStep == 0 || yStep == 0) return;
 
+  // At equal sizes both steps are exactly one pixel (32/32): the shrink samples
+  // every source pixel in order, which is a straight copy of the packed bytes.
+  if (kernelPath_ == KernelPath::kVector && source.cols == target.cols &&
+      source.rows == target.rows) {
+    std::memcpy(target.data, source.data, 3 * static_cast<size_t>(target.cols) * target.rows);
+    return;
+  }
+
   // Both images are treated as packed rows; their strides are not consulted.
   const unsigned char* sourceData = source.data;
   const size_t sourceRowBytes = 3 * static_cast<size_t>(source.cols);
@@ -61,6 +72,13 @@ void MotionDiff::resizeAndCopy(cv::Mat& source, cv::Mat& target) {
     targetRow += targetRowBytes;
     sourceY += yStep;
   }
+}
+
+void MotionDiff::clearMask(cv::Mat& mask) {
+  if (mask.isContinuous())
+    std::memset(mask.data, 0, mask.total() * mask.elemSize());
+  else
+    mask.setTo(cv::Scalar(0));
 }
 
 void MotionDiff::clear() {
@@ -85,10 +103,41 @@ void MotionDiff::processImage(cv::Mat& frame, bool detect) {
 
   if (!estForegroundMask(history[currentIndex].data, history[referenceIndex].data, &mask)) return;
 
-  std::vector<std::vector<cv::Point>> contours;
-  cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE, cv::Point(0, 0));
-  for (const std::vector<cv::Point>& contour : contours) {
+  if (kernelPath_ == KernelPath::kVector && masksAreWholeBlocks_)
+    findRegionsOnBlockGrid();
+  else
+    findRegionsOnMask();
+}
+
+void MotionDiff::findRegionsOnMask() {
+  cv::findContours(mask, contours_, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE, cv::Point(0, 0));
+  for (const std::vector<cv::Point>& contour : contours_) {
     const cv::Rect box = cv::boundingRect(cv::Mat(contour));
+    if (box.width * box.height > minRegionArea) regions.push_back(box);
+  }
+}
+
+// A mask made of whole blocks on the 4-pixel grid has the outlines of its block
+// grid scaled by 4: two blocks touch, by a side or a corner, exactly when their
+// pixels do, and background areas connect likewise, so the grid has the same
+// components and holes, and a raster scan meets them in the same order (a
+// component's first pixel is its first block's top-left corner). The contour
+// finder runs on 1/16 of the pixels; each bounding box is scaled back.
+void MotionDiff::findRegionsOnBlockGrid() {
+  constexpr int kBlockSide = 4;
+  const int gridRows = height / kBlockSide, gridCols = width / kBlockSide;
+  blockGrid_.create(gridRows, gridCols, CV_8UC1);
+  for (int by = 0; by < gridRows; ++by) {
+    const unsigned char* maskRow = mask.ptr(kBlockSide * by);
+    unsigned char* gridRow = blockGrid_.ptr(by);
+    for (int bx = 0; bx < gridCols; ++bx) gridRow[bx] = maskRow[kBlockSide * bx];
+  }
+  cv::findContours(blockGrid_, contours_, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE,
+                   cv::Point(0, 0));
+  for (const std::vector<cv::Point>& contour : contours_) {
+    const cv::Rect cell = cv::boundingRect(cv::Mat(contour));
+    const cv::Rect box(kBlockSide * cell.x, kBlockSide * cell.y, kBlockSide * cell.width,
+                       kBlockSide * cell.height);
     if (box.width * box.height > minRegionArea) regions.push_back(box);
   }
 }

@@ -9,6 +9,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "frames/KernelPath.h"
 #include "hdsml_export.h"
 
 class HDSML_EXPORT MotionDiff {
@@ -33,6 +34,10 @@ class HDSML_EXPORT MotionDiff {
   // Stores `frame` in the ring and, when `detect` is set and the ring is full,
   // refreshes `regions`.
   void processImage(cv::Mat& frame, bool detect);
+  // Plain loops or vector kernels for the block rule and the ring copy. Starts as
+  // defaultKernelPath(); both give the same bytes, the choice is there to compare.
+  void setKernelPath(KernelPath path) { kernelPath_ = path; }
+  KernelPath kernelPath() const { return kernelPath_; }
 
   int frameCount;
   int width;
@@ -46,38 +51,23 @@ class HDSML_EXPORT MotionDiff {
   cv::Mat mask;                   // height x width, CV_8UC1; scratch for the rules
 
  protected:
-  // A 4x4 block rule: does the block at `current` differ from the one at
-  // `reference`? `rowBytes` is the distance between pixel rows of both frames.
-  using BlockRule = bool (*)(const unsigned char* current, const unsigned char* reference,
-                             int rowBytes);
+  // Sets every byte of `mask` to 0 without the scratch buffer that
+  // cv::Mat::setTo allocates on every call.
+  static void clearMask(cv::Mat& mask);
 
-  // The block walk behind every estForegroundMask: clears `mask`, paints white each
-  // block `isForeground` accepts, and is true when those blocks hold more pixels than
-  // a third of minRegionArea. The rule is a template argument so that it is inlined
-  // into the walk rather than called through a pointer per block.
-  template <BlockRule isForeground>
-  bool markForegroundBlocks(const unsigned char* current, const unsigned char* reference,
-                            cv::Mat* mask) {
-    mask->setTo(cv::Scalar(0));
-    unsigned char* maskData = mask->data;
-    const int rowBytes = 3 * width;
-    int counter = 0;
-    // Blocks are visited only while their centre is more than 2 pixels from the
-    // right and bottom edges, so the last whole column and row of blocks are skipped.
-    for (int cx = 2; cx < width - 2; cx += 4) {
-      for (int cy = 2; cy < height - 2; cy += 4) {
-        const size_t pixel = static_cast<size_t>(cy - 2) * width + (cx - 2);
-        if (!isForeground(current + 3 * pixel, reference + 3 * pixel, rowBytes)) continue;
-        counter += 16;
-        unsigned char* block = maskData + pixel;
-        for (int row = 0; row < 4; ++row, block += width) {
-          block[0] = block[1] = block[2] = block[3] = 255;
-        }
-      }
-    }
-    return (minRegionArea / 3) < counter;
-  }
+  // Set by rules whose masks consist of whole 4x4 blocks on the frame's 4-pixel
+  // grid; their regions can then be found on the grid of blocks.
+  bool masksAreWholeBlocks_ = false;
 
  private:
   void allocateRing();
+  // Appends the bounding boxes of the outer contours of `mask` larger than
+  // minRegionArea to `regions`, from the mask itself or from its block grid.
+  void findRegionsOnMask();
+  void findRegionsOnBlockGrid();
+
+  KernelPath kernelPath_;
+  // Outlines of the last mask, kept so that their storage is reused frame after frame.
+  std::vector<std::vector<cv::Point>> contours_;
+  cv::Mat blockGrid_;  // one byte per 4x4 block of the mask, made on first use
 };

@@ -1,7 +1,6 @@
 #include "motion/motionDetector.h"
 
 #include <cstring>
-#include <vector>
 
 #include "motion/FrameDiff.h"
 #include "motion/FrameDiffLowLight.h"
@@ -61,10 +60,9 @@ void motionDetector::runAlgo(bool detect) {
   if (profiling) start = cv::getTickCount();
 
   algorithm->processImage(image, detect);
-  std::vector<std::pair<cv::Rect, float>> found;
-  found.reserve(algorithm->regions.size());
-  for (const cv::Rect& region : algorithm->regions) found.emplace_back(region, 0.0f);
-  output->setList(found);
+  found_.clear();
+  for (const cv::Rect& region : algorithm->regions) found_.emplace_back(region, 0.0f);
+  output->setList(found_);
 
   if (profiling) {
     const int64_t end = cv::getTickCount();

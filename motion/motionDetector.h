@@ -5,6 +5,7 @@
 #pragma once
 
 #include <utility>
+#include <vector>
 
 #include <opencv2/core.hpp>
 
@@ -35,4 +36,7 @@ class HDSML_EXPORT motionDetector : public imageAlgoRunner {
  private:
   void destroyAlgorithm();
   void destroyOutput();
+
+  // The list handed to `output` each run, kept so that its storage is reused.
+  std::vector<std::pair<cv::Rect, float>> found_;
 };

@@ -147,7 +147,8 @@ TEST_F(BadInputTest, UnknownExposuresFeedNoLightSample) {
                 "microseconds 0\nCamera exposure time in microseconds -2147483648\n"
                 "Camera exposure time in microseconds 100000000\n"),
             std::string::npos);
-  EXPECT_EQ(c.lightEstimator->samples, std::deque<float>(30, 10.0f));
+  const auto& samples = c.lightEstimator->samples;
+  EXPECT_EQ(std::vector<float>(samples.begin(), samples.end()), std::vector<float>(30, 10.0f));
   EXPECT_EQ(c.lightEstimator->getLightMode(), 0);
 }
 

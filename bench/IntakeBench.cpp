@@ -1,0 +1,201 @@
+// Intake on the camera thread: the shrink alone, the shrink plus the colour
+// conversion into a frame record, and a whole detect() call, each against
+// OpenCV's way of doing the same job on the same NV21 frames.
+#include <opencv2/imgproc.hpp>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/BenchFrames.h"
+#include "bench/BenchSuites.h"
+#include "client/HDSMLClient.h"
+#include "client/camera_metadata.h"
+#include "frames/FrameData.h"
+#include "frames/MemoryPool.h"
+#include "wrapper/PresenceDetectorWrapper.h"
+
+namespace hdsml_bench {
+namespace {
+
+const Size kCameraSizes[] = {{640, 480}, {1280, 720}, {1920, 1080}, {4032, 3024}};
+
+// The packed planar 4:2:0 image at the motion resolution that intake produces,
+// and its single-channel view for the colour conversion.
+struct PackedImage {
+  std::vector<unsigned char> bytes =
+      std::vector<unsigned char>(size_t(kMotionWidth) * kMotionHeight * 3 / 2);
+  cv::Mat view{kMotionHeight * 3 / 2, kMotionWidth, CV_8UC1, bytes.data()};
+};
+
+void shrink(const hdsml::YuvFrame& f, PackedImage& packed) {
+  destride(f.y, f.u, f.v, f.height, f.width, f.yPixelStride, f.yRowStride, f.uPixelStride,
+           f.uRowStride, f.vPixelStride, f.vRowStride, kMotionHeight, kMotionWidth,
+           packed.bytes.data());
+}
+
+// OpenCV's intake: nearest-neighbour resize of the luma plane and of the
+// interleaved VU plane, then a split of VU into the two chroma planes, laid
+// out as the library lays them out.
+struct OpenCvShrink {
+  explicit OpenCvShrink(PackedImage& packed)
+      : luma(kMotionHeight, kMotionWidth, CV_8UC1, packed.bytes.data()),
+        vu(kMotionHeight / 2, kMotionWidth / 2, CV_8UC2) {
+    unsigned char* chroma = packed.bytes.data() + kMotionWidth * kMotionHeight;
+    const size_t planeBytes = size_t(kMotionWidth / 2) * (kMotionHeight / 2);
+    // NV21 holds V first; the library's buffer holds U, then V.
+    planes[0] = cv::Mat(kMotionHeight / 2, kMotionWidth / 2, CV_8UC1, chroma + planeBytes);
+    planes[1] = cv::Mat(kMotionHeight / 2, kMotionWidth / 2, CV_8UC1, chroma);
+  }
+  void operator()(const hdsml::YuvFrame& f) {
+    const cv::Mat y(f.height, f.width, CV_8UC1, f.y, f.yRowStride);
+    const cv::Mat interleaved(f.height / 2, f.width / 2, CV_8UC2, f.v, f.vRowStride);
+    cv::resize(y, luma, luma.size(), 0, 0, cv::INTER_NEAREST);
+    cv::resize(interleaved, vu, vu.size(), 0, 0, cv::INTER_NEAREST);
+    cv::split(vu, planes);
+  }
+  cv::Mat luma, vu;
+  cv::Mat planes[2];
+};
+
+void destrideOnly(benchmark::State& state, Size size) {
+  const auto& frames = nv21Frames(size.width, size.height);
+  PackedImage packed;
+  size_t i = 0;
+  const AllocationCount before = allocationsOnThisThread();
+  for (auto _ : state) {
+    shrink(frames[i++ % frames.size()], packed);
+    benchmark::ClobberMemory();
+  }
+  reportAllocations(state, before, false);
+}
+
+void openCvShrinkOnly(benchmark::State& state, Size size) {
+  const auto& frames = nv21Frames(size.width, size.height);
+  PackedImage packed;
+  OpenCvShrink openCv(packed);
+  size_t i = 0;
+  for (auto _ : state) {
+    openCv(frames[i++ % frames.size()]);
+    benchmark::ClobberMemory();
+  }
+}
+
+void destrideAndConvert(benchmark::State& state, Size size) {
+  const auto& frames = nv21Frames(size.width, size.height);
+  PackedImage packed;
+  FrameData record(kMotionHeight, kMotionWidth);
+  size_t i = 0;
+  const AllocationCount before = allocationsOnThisThread();
+  for (auto _ : state) {
+    shrink(frames[i++ % frames.size()], packed);
+    cv::cvtColor(packed.view, record.image, cv::COLOR_YUV2RGB_YV12);
+    benchmark::ClobberMemory();
+  }
+  reportAllocations(state, before, false);
+}
+
+void openCvShrinkAndConvert(benchmark::State& state, Size size) {
+  const auto& frames = nv21Frames(size.width, size.height);
+  PackedImage packed;
+  OpenCvShrink openCv(packed);
+  cv::Mat rgb(kMotionHeight, kMotionWidth, CV_8UC3);
+  size_t i = 0;
+  for (auto _ : state) {
+    openCv(frames[i++ % frames.size()]);
+    cv::cvtColor(packed.view, rgb, cv::COLOR_YUV2RGB_YV12);
+    benchmark::ClobberMemory();
+  }
+}
+
+// Runs `call` with the process's standard output sent to /dev/null: the
+// library announces state changes and exposure times there.
+template <typename Call>
+void quietly(Call call) {
+  std::fflush(stdout);
+  const int saved = dup(1);
+  std::FILE* null = std::fopen("/dev/null", "w");
+  if (null != nullptr) dup2(fileno(null), 1);
+  call();
+  std::fflush(stdout);
+  if (saved >= 0) dup2(saved, 1);
+  if (saved >= 0) close(saved);
+  if (null != nullptr) std::fclose(null);
+}
+
+// Waits, untimed, until the motion thread has finished with every frame record,
+// as it has between the frames of a camera running at 30 frames a second.
+void waitUntilAnalysed(detector_wrapper::PresenceDetectorWrapper& hds) {
+  for (;;) {
+    bool busy = false;
+    for (FrameData* record : hds.client->framePool->frames) busy = busy || record->getRef() != 0;
+    if (!busy) return;
+    std::this_thread::sleep_for(std::chrono::microseconds(50));
+  }
+}
+
+// A whole detect() call in DETECT_MOTION, each frame handed over once the
+// motion thread is idle again (otherwise intake drops the frame at once, both
+// records being held, and the call measures nothing but the drop).
+void wholeDetect(benchmark::State& state, Size size) {
+  using detector_wrapper::PresenceDetectorWrapper;
+  const auto& frames = nv21Frames(size.width, size.height);
+  const std::string config = "/tmp/hdsml_bench_" + std::to_string(getpid()) + ".json";
+  std::ofstream(config) << "{ \"vantor\": { \"motionResW\": " << kMotionWidth
+                        << ", \"motionResH\": " << kMotionHeight << " } }";
+  camera_metadata metadata;
+  metadata.exposureTime = 10000000;  // 10 ms: normal light
+  long long timestamp = 0;
+  size_t i = 0;
+  PresenceDetectorWrapper* hds = nullptr;
+  quietly([&] {
+    hds = PresenceDetectorWrapper::initialize(config.c_str(), false);
+    hds->stateChange("DETECT_MOTION", 30, 0, "bench");
+    for (int k = 0; k < 30; ++k) {
+      const hdsml::YuvFrame& f = frames[i++ % frames.size()];
+      hds->detect(f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride, f.uPixelStride,
+                  f.uRowStride, f.vPixelStride, f.vRowStride, timestamp += 33, metadata, 0);
+    }
+  });
+  const AllocationCount before = allocationsOnThisThread();
+  const AllocationCount processBefore = allocationsInProcess();
+  for (auto _ : state) {
+    state.PauseTiming();
+    waitUntilAnalysed(*hds);
+    state.ResumeTiming();
+    const hdsml::YuvFrame& f = frames[i++ % frames.size()];
+    hds->detect(f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride, f.uPixelStride,
+                f.uRowStride, f.vPixelStride, f.vRowStride, timestamp += 33, metadata, 0);
+  }
+  reportAllocations(state, before, false);
+  // Both threads: intake here and the analysis of every frame on the motion thread.
+  const AllocationCount process = allocationsInProcess() - processBefore;
+  state.counters["process_allocs"] =
+      benchmark::Counter(double(process.outsideContours), benchmark::Counter::kAvgIterations);
+  state.counters["process_contour_allocs"] =
+      benchmark::Counter(double(process.insideContours), benchmark::Counter::kAvgIterations);
+  quietly([] { PresenceDetectorWrapper::destroy(); });
+  std::remove(config.c_str());
+}
+
+}  // namespace
+
+void registerIntakeBenchmarks() {
+  for (Size size : kCameraSizes) {
+    const std::string s = sizeName(size);
+    benchmark::RegisterBenchmark(("intake/destride/" + s).c_str(), destrideOnly, size);
+    benchmark::RegisterBenchmark(("peer/intake/resize+split/" + s).c_str(), openCvShrinkOnly, size);
+    benchmark::RegisterBenchmark(("intake/destride+convert/" + s).c_str(), destrideAndConvert,
+                                 size);
+    benchmark::RegisterBenchmark(("peer/intake/resize+split+convert/" + s).c_str(),
+                                 openCvShrinkAndConvert, size);
+  }
+  benchmark::RegisterBenchmark("intake/detect/640x480", wholeDetect, Size{640, 480});
+}
+
+}  // namespace hdsml_bench
