@@ -6,6 +6,7 @@
 //   hdsml_soak [--seconds N] [--seed S]   (CI: 20 s; by hand: any length)
 #include <gtest/gtest.h>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -78,6 +79,28 @@ void expectFlat(const Memory& warm, const char* phase) {
                end.heap - warm.heap, (end.resident - warm.resident) / 1024);
   EXPECT_LE(end.heap - warm.heap, kHeapSlack) << phase;
   EXPECT_LE(end.resident - warm.resident, kResidentSlack) << phase;
+}
+
+int threadCount() {
+  int n = 0;
+  if (DIR* dir = opendir("/proc/self/task")) {
+    while (const dirent* entry = readdir(dir)) n += entry->d_name[0] != '.';
+    closedir(dir);
+  }
+  return n;
+}
+
+// destroy() returns once the motion thread has said it is done, but the detached
+// thread then still runs its exit (thread-local storage, OpenCV's per-thread
+// buffers included). Memory is measured only once every such thread is gone:
+// a bounded wait until the process has no more than `count` threads.
+bool waitForThreadsAtMost(int count) {
+  const auto limit = Clock::now() + std::chrono::seconds(30);
+  while (threadCount() > count) {
+    if (Clock::now() > limit) return false;
+    std::this_thread::yield();
+  }
+  return true;
 }
 
 // Aborts the run when a phase outlives its limit: a deadlock fails, not hangs.
@@ -228,19 +251,21 @@ TEST_F(SoakTest, InitializeDestroyCyclesWithFramesInFlight) {
   const auto deadline = Clock::now() + std::chrono::duration<double>(0.3 * gSeconds);
   QuietStdout quiet;
   Watchdog watchdog("initialize/destroy cycles", 0.3 * gSeconds + 300);
+  const int threads = threadCount();  // no client yet
   Memory warm;
   long held[2] = {};  // heap a new client takes, by configuration
   int cycles = 0;
   for (long n = 0; cycles < 200 || Clock::now() < deadline; ++cycles) {
-    const long before = Memory().heap;
+    ASSERT_TRUE(waitForThreadsAtMost(threads)) << "a motion thread did not end";
+    const Memory before;
+    if (cycles == 20) warm = before;
     PresenceDetectorWrapper* facade =
         PresenceDetectorWrapper::initialize(cycles % 2 ? small.path() : config_.path(), false);
     ASSERT_NE(facade, nullptr);
-    held[cycles % 2] = Memory().heap - before;
+    held[cycles % 2] = Memory().heap - before.heap;
     facade->stateChange(cycles % 3 ? "DETECT_MOTION" : "DETECT_ABSENCE", 30, 33 * n, "cycle");
     for (unsigned k = 1 + rng() % 4; k > 0; --k) detect(*facade, n++);
     PresenceDetectorWrapper::destroy();  // the motion thread is still busy with those frames
-    if (cycles == 20) warm = Memory();
   }
   // The README's 53.5 bytes per motion pixel: the difference between the two
   // sizes cancels what does not depend on the resolution.
@@ -248,6 +273,7 @@ TEST_F(SoakTest, InitializeDestroyCyclesWithFramesInFlight) {
   std::fprintf(stderr, "soak: %d initialize/destroy cycles, %.2f B per motion pixel\n", cycles,
                perPixel);
   EXPECT_NEAR(perPixel, 53.5, 0.25);
+  ASSERT_TRUE(waitForThreadsAtMost(threads)) << "a motion thread did not end";
   expectFlat(warm, "initialize/destroy cycles");
 }
 
