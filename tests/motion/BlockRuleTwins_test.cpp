@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "frames/KernelPath.h"
 #include "motion/FrameDiff.h"
 #include "motion/FrameDiffLowLight.h"
 
@@ -137,6 +138,12 @@ const std::vector<cv::Mat>& sampleFrames() {
   }();
   return frames;
 }
+
+// The twins prove nothing where the vector path falls back to the plain loops:
+// the workstation (SSE2) and the phone (NEON) must build it.
+#if defined(__x86_64__) || defined(__aarch64__)
+TEST(KernelPath, VectorKernelsAreBuiltOnX86AndArm64) { EXPECT_TRUE(vectorKernelsBuilt()); }
+#endif
 
 // In normal light and darkened to a quarter (low light), each frame against
 // the one the rule's ring compares it with.
