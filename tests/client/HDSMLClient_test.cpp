@@ -6,25 +6,29 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <future>
 #include <memory>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "client/camera_metadata.h"
-#include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"
-#include "motion/motionDetector.h"
+#include "tests/support/ClientProbe.h"
 #include "tests/support/TestConfig.h"
 #include "tests/support/YuvFrame.h"
 
 namespace {
 
+using hdsml::heldRecords;
 using hdsml::ScopedEnv;
 using hdsml::TestConfig;
+using hdsml::YuvLayout;
 using namespace std::chrono_literals;
 
 struct ClientDeleter {
@@ -34,241 +38,220 @@ using ClientPtr = std::unique_ptr<HDSMLClient, ClientDeleter>;
 
 class HDSMLClientTest : public ::testing::Test {
  protected:
-  ClientPtr makeClient(int w = 320, int h = 240) {
-    config_ = std::make_unique<TestConfig>(w, h);
-    return ClientPtr(HDSMLClient::initialize(config_->path(), false, "/data/logs/unused.txt"));
+  ClientPtr makeClient() {
+    return ClientPtr(HDSMLClient::initialize(config_.path(), false, "/data/logs/unused.txt"));
   }
 
   // Hands a uniform 640x480 NV21 frame of the given BGR colour to the client.
   void feed(HDSMLClient& client, long long timestamp, camera_metadata* metadata,
             cv::Scalar bgr = cv::Scalar(128, 128, 128)) {
-    const hdsml::YuvFrame f =
-        hdsml::packYuv(cv::Mat(480, 640, CV_8UC3, bgr), hdsml::YuvLayout::NV21);
+    const hdsml::YuvFrame f = hdsml::packYuv(cv::Mat(480, 640, CV_8UC3, bgr), YuvLayout::NV21);
     EXPECT_EQ(client.cameraFrameData(f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride,
                                      f.uPixelStride, f.uRowStride, f.vPixelStride, f.vRowStride,
                                      timestamp, metadata, 0),
               0);
   }
 
-  template <typename Error>
-  void expectErrorNaming(const TestConfig& config, const char* key) {
-    try {
-      ClientPtr client(HDSMLClient::initialize(config.path(), false, ""));
-      ADD_FAILURE() << "accepted " << key;
-    } catch (const Error& e) {
-      EXPECT_NE(std::strstr(e.what(), key), nullptr) << e.what();
-    }
-  }
-
-  int heldRecords(HDSMLClient& client) {
-    int held = 0;
-    for (FrameData* f : client.framePool->frames) held += f->getRef() != 0;
-    return held;
-  }
-
   ScopedEnv noAbsenceProperty_{"PERSIST_HDS_CV_ABSENCE", nullptr};
-  std::unique_ptr<TestConfig> config_;
+  TestConfig config_{320, 240};
 };
 
 TEST_F(HDSMLClientTest, ConstructorSizesEveryPartFromTheConfiguration) {
   testing::internal::CaptureStdout();
-  ClientPtr client = makeClient(320, 240);
+  ClientPtr client = makeClient();
   fflush(stdout);
-  const std::string path = config_->path();
+  const std::string path = config_.path();
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "[HDSMLClient] Loaded Config file: " + path + "\n[HDSMLClient] Reading config " + path +
                 "\nThreshold for absence detection is 5000\n[HDSMLClient] Read config\n"
                 "[HDSMLClient] Initialized motion detector\nLight estimation buffer size: 30\n"
                 "Filter length for motion detector is 12\n");
   ASSERT_NE(client, nullptr);
-  EXPECT_EQ(client->absenceThreshold, 5000);
   EXPECT_EQ(client->yuvImage.size(), cv::Size(320, 360));
-  EXPECT_EQ(client->yuvImage.total(), 115200u);
-  EXPECT_EQ(client->yuvImage.data, client->yuvBuffer);
   ASSERT_EQ(client->framePool->frames.size(), 2u);
   for (FrameData* f : client->framePool->frames) EXPECT_EQ(f->image.size(), cv::Size(320, 240));
-  EXPECT_STREQ(client->detector->getAlgoType(), "FrameDiff");
-  EXPECT_EQ(client->motionFilter->length, 12);
-  EXPECT_EQ(client->lightEstimator->capacity, 30);
-  EXPECT_FALSE(client->detectionActive);
 }
 
 TEST_F(HDSMLClientTest, ConfigurationErrors) {
+  namespace pt = boost::property_tree;
   EXPECT_EQ(HDSMLClient::initialize("/nonexistent/hdsml.json", false, ""), nullptr);
   EXPECT_EQ(HDSMLClient::initialize(nullptr, false, ""), nullptr);
+  const auto initialize = [](const std::string& json) {
+    const TestConfig config(json);
+    return ClientPtr(HDSMLClient::initialize(config.path(), false, ""));
+  };
+  EXPECT_THROW(initialize(R"({"vantor": {"motionResW": 320}})"), pt::ptree_bad_path);
+  EXPECT_THROW(initialize(R"({"vantor": {"motionResW": 320,)"), pt::json_parser_error);
 
-  TestConfig missingHeight(R"({"vantor": {"motionResW": 320}})");
-  EXPECT_THROW(HDSMLClient::initialize(missingHeight.path(), false, ""),
-               boost::property_tree::ptree_bad_path);
-  TestConfig notANumber(R"({"vantor": {"motionResW": "wide", "motionResH": 240}})");
-  expectErrorNaming<boost::property_tree::ptree_bad_data>(notANumber, "vantor.motionResW");
-  TestConfig badJson(R"({"vantor": {"motionResW": 320,)");
-  EXPECT_THROW(HDSMLClient::initialize(badJson.path(), false, ""),
-               boost::property_tree::json_parser_error);
-  TestConfig array("[320, 240]");
-  EXPECT_THROW(HDSMLClient::initialize(array.path(), false, ""),
-               boost::property_tree::ptree_bad_path);
-
-  for (const char* bad : {"0", "-320", "321", "8192"}) {
-    TestConfig config(std::string(R"({"vantor": {"motionResW": )") + bad +
-                      R"(, "motionResH": 240}})");
-    expectErrorNaming<std::invalid_argument>(config, "vantor.motionResW");
+  // Values that are not numbers, or not even sizes that fit, name their key.
+  for (const char* bad : {"\"wide\"", "0", "-320", "321", "8192"}) {
+    try {
+      initialize(std::string(R"({"vantor": {"motionResW": )") + bad + R"(, "motionResH": 240}})");
+      ADD_FAILURE() << "accepted " << bad;
+    } catch (const std::exception& e) {  // ptree_bad_data or std::invalid_argument
+      EXPECT_NE(std::strstr(e.what(), "vantor.motionResW"), nullptr) << e.what();
+      EXPECT_EQ(bad[0] == '"', dynamic_cast<const pt::ptree_bad_data*>(&e) != nullptr);
+    }
   }
 }
 
 TEST_F(HDSMLClientTest, AbsencePropertyIsParsedWithoutDigitChecks) {
-  EXPECT_EQ(getPropValForAbsence(), -1);
-  {
-    ScopedEnv empty("PERSIST_HDS_CV_ABSENCE", "");
-    EXPECT_EQ(getPropValForAbsence(), -1);
+  // The letter counts as its code minus 48: "12a" reads (1 * 10 + 2) * 10 + 49.
+  const std::pair<const char*, int64_t> kCases[] = {
+      {nullptr, -1}, {"", -1}, {"12a", 169}, {"7000", 7000}};
+  for (const auto& [value, expected] : kCases) {
+    ScopedEnv property("PERSIST_HDS_CV_ABSENCE", value);
+    EXPECT_EQ(getPropValForAbsence(), expected) << (value ? value : "unset");
   }
-  {
-    ScopedEnv value("PERSIST_HDS_CV_ABSENCE", "12a");
-    EXPECT_EQ(getPropValForAbsence(), 169);  // '1','2','a' -> (1*10+2)*10+49
-  }
-  ScopedEnv value("PERSIST_HDS_CV_ABSENCE", "7000");
-  EXPECT_EQ(getPropValForAbsence(), 7000);
-  ClientPtr client = makeClient();
-  EXPECT_EQ(client->absenceThreshold, 7000);
 }
 
-TEST_F(HDSMLClientTest, DestroyReturnsWhileMotionThreadWaits) {
-  // Asleep before activation.
-  ClientPtr idle = makeClient();
-  auto first = std::async(std::launch::async, [&] { idle.reset(); });
-  ASSERT_EQ(first.wait_for(10s), std::future_status::ready);
-
-  // Blocked on the empty queue after activation.
-  ClientPtr active = makeClient();
-  active->stateChange(DETECT_MOTION, nullptr, 30);
-  auto second = std::async(std::launch::async, [&] { active.reset(); });
-  ASSERT_EQ(second.wait_for(10s), std::future_status::ready);
+TEST_F(HDSMLClientTest, DestroyReturnsWhateverTheMotionThreadIsDoing) {
+  // Asleep before activation, blocked on the empty queue, busy with frames.
+  for (int setup = 0; setup < 3; ++setup) {
+    ClientPtr client = makeClient();
+    if (setup > 0) client->stateChange(DETECT_MOTION, nullptr, 30);
+    for (int i = 0; setup == 2 && i < 40; ++i) feed(*client, 33 * i, nullptr);
+    auto destroyed = std::async(std::launch::async, [&] { client.reset(); });
+    ASSERT_EQ(destroyed.wait_for(10s), std::future_status::ready) << "set-up " << setup;
+  }
 }
 
-TEST_F(HDSMLClientTest, IntakeKeepsOnlyTheNewestFrameQueued) {
-  // Detection is not active, so the motion thread never takes a frame.
+TEST_F(HDSMLClientTest, IntakeFeedsLightAlwaysButQueuesOnlyTheNewestFrameOutsidePresence) {
   ClientPtr client = makeClient();
+  client->state = DETECT_PRESENCE;  // set directly: the motion thread stays asleep throughout
+  camera_metadata metadata;
+  metadata.exposureTime = 33333333;  // ns: a light level of 30
+  metadata.word3 = 42;
+  testing::internal::CaptureStdout();
+  feed(*client, 1, &metadata);
+  feed(*client, 2, &metadata);
+  metadata.exposureTime = 0;  // carries no light sample
+  feed(*client, 3, &metadata);
+  fflush(stdout);
+  EXPECT_EQ(heldRecords(*client), 0);
+  EXPECT_EQ(client->lightEstimator->samples.size(), 2u);
+  // A changed exposure is printed once, not for every frame.
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Camera exposure time in microseconds 33333333\n"
+            "Camera exposure time in microseconds 0\n");
+
+  client->state = DETECT_MOTION;
   feed(*client, 100, nullptr);
-  EXPECT_EQ(heldRecords(*client), 1);
+  client->pause();  // drops the frame not taken yet and the light samples
+  EXPECT_EQ(heldRecords(*client), 0);
+  EXPECT_TRUE(client->lightEstimator->samples.empty());
   feed(*client, 200, nullptr);
-  EXPECT_EQ(heldRecords(*client), 1);  // the first record was released by the clear
-
+  // Pure blue in BGR: high Cb. The first chroma plane lands where the colour
+  // conversion expects Cr, so the record sees it as red in byte 0.
+  feed(*client, 300, &metadata, cv::Scalar(255, 0, 0));
+  EXPECT_EQ(heldRecords(*client), 1);  // the frame at 200 was released by the clear
   FrameData* queued = client->frameQueue->pop_front();
   ASSERT_NE(queued, nullptr);
-  EXPECT_EQ(queued->timestamp, 200);
-  EXPECT_EQ(queued->lightMode, 1);
+  EXPECT_EQ(queued->timestamp, 300);
+  EXPECT_EQ(queued->lightMode, 2);  // the estimator's, whose window is not full
+  EXPECT_EQ(queued->metadata.word3, 42);
+  const cv::Vec3b pixel = queued->image.at<cv::Vec3b>(120, 160);
+  EXPECT_GT(pixel[0], 200);
+  EXPECT_LT(pixel[2], 60);
 
   // The record popped above is still held and the other one is taken here and
   // kept by the queue, so the next frame finds no free record and is dropped.
-  feed(*client, 300, nullptr);
+  feed(*client, 400, nullptr);
+  feed(*client, 500, nullptr);
+  EXPECT_EQ(heldRecords(*client), 2);
   FrameData* second = client->frameQueue->pop_front();
   ASSERT_NE(second, nullptr);
-  EXPECT_EQ(second->timestamp, 300);
-  feed(*client, 400, nullptr);
-  EXPECT_EQ(heldRecords(*client), 2);
-  client->frameQueue->stopWait();
-  EXPECT_EQ(client->frameQueue->pop_front(), nullptr);
+  EXPECT_EQ(second->timestamp, 400);
+  EXPECT_EQ(second->lightMode, 1);  // without metadata, the client's own
   queued->decRef();
   second->decRef();
 }
 
-TEST_F(HDSMLClientTest, IntakeConvertsWithoutReorderingChroma) {
+// The motion thread's outcomes, frame after frame, and the output record the host
+// then reads. The absence threshold is 5000.
+TEST_F(HDSMLClientTest, SaveOutputReportsMotionInMotionStateAndAbsencePastTheThreshold) {
   ClientPtr client = makeClient();
-  camera_metadata metadata;
-  metadata.word3 = 42;
-  // Pure blue in BGR: high Cb. The first chroma plane lands where the colour
-  // conversion expects Cr, so the record sees it as red in byte 0.
-  feed(*client, 1, &metadata, cv::Scalar(255, 0, 0));
-  FrameData* frame = client->frameQueue->pop_front();
-  ASSERT_NE(frame, nullptr);
-  const cv::Vec3b pixel = frame->image.at<cv::Vec3b>(120, 160);
-  EXPECT_GT(pixel[0], 200);
-  EXPECT_LT(pixel[2], 60);
-  EXPECT_EQ(frame->metadata.word3, 42);
-  frame->decRef();
+  const struct {
+    HDSState state;
+    PresenceStatus outcome;
+    long long timestamp;
+    PresenceStatus reported;  // the output record afterwards
+    long long reportedAt;
+    float confidence;
+    long long lastMotion;
+  } kSteps[] = {
+      {DETECT_ABSENCE, PRESENCE_NO_MOTION, 1000, PRESENCE_NONE, 0, 0.0f, 1000},  // timer starts
+      {DETECT_ABSENCE, PRESENCE_NO_MOTION, 6000, PRESENCE_NONE, 0, 0.0f, 1000},  // 5000 later
+      {DETECT_ABSENCE, PRESENCE_NO_MOTION, 6001, PRESENCE_ABSENCE, 6001, 1.0f, 1000},
+      {DETECT_ABSENCE, PRESENCE_MOTION, 7000, PRESENCE_ABSENCE, 6001, 1.0f, 7000},
+      {DETECT_ABSENCE, PRESENCE_NO_MOTION, 12000, PRESENCE_ABSENCE, 6001, 1.0f, 7000},
+      {DETECT_ABSENCE, PRESENCE_NO_MOTION, 12001, PRESENCE_ABSENCE, 12001, 1.0f, 7000},
+      {DETECT_MOTION, PRESENCE_NO_MOTION, 12100, PRESENCE_ABSENCE, 12001, 1.0f, 7000},
+      {DETECT_MOTION, PRESENCE_MOTION, 12200, PRESENCE_MOTION, 12200, 0.75f, 12200},
+      {DETECT_MOTION, PRESENCE_NO_MOTION, 12300, PRESENCE_MOTION, 12200, 0.75f, 12200},
+      {DETECT_PRESENCE, PRESENCE_MOTION, 12400, PRESENCE_MOTION, 12200, 0.75f, 12400},
+  };
+  HDSMLClient::RegionList regions;
+  for (const auto& s : kSteps) {
+    SCOPED_TRACE(s.timestamp);
+    client->state = s.state;
+    client->saveOutput(s.outcome, 0.75f, s.timestamp, regions, nullptr);
+    std::lock_guard<std::mutex> lock(client->outputMutex);
+    EXPECT_EQ(client->output.status, s.reported);
+    EXPECT_EQ(client->output.frameTimestamp, s.reportedAt);
+    EXPECT_EQ(client->output.confidence, s.confidence);
+    EXPECT_EQ(client->output.wallClockSeconds > 0, s.reported != PRESENCE_NONE);
+    EXPECT_EQ(client->lastMotionTimestamp, s.lastMotion);
+  }
 }
 
-TEST_F(HDSMLClientTest, PresenceStateFeedsLightButQueuesNothing) {
-  ClientPtr client = makeClient();
-  client->stateChange(DETECT_PRESENCE, nullptr, 30);
-  camera_metadata metadata;
-  metadata.exposureTime = 33333333;  // ns: about 30 samples a second of light level 30
-
-  testing::internal::CaptureStdout();
-  feed(*client, 1, &metadata);
-  feed(*client, 2, &metadata);
-  fflush(stdout);
-  const std::string printed = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(heldRecords(*client), 0);
-  EXPECT_EQ(client->lightEstimator->samples.size(), 2u);
-  // A changed exposure is printed once, not for every frame.
-  const std::string line = "Camera exposure time in microseconds 33333333\n";
-  ASSERT_NE(printed.find(line), std::string::npos) << printed;
-  EXPECT_EQ(printed.find(line, printed.find(line) + 1), std::string::npos) << printed;
-
-  // An exposure of 0 carries no light sample.
-  metadata.exposureTime = 0;
-  feed(*client, 3, &metadata);
-  EXPECT_EQ(client->lightEstimator->samples.size(), 2u);
-}
-
-class SaveOutputTest : public HDSMLClientTest {
- protected:
-  void SetUp() override { client_ = makeClient(); }
-
-  PresenceOutput output() {
-    std::lock_guard<std::mutex> lock(client_->outputMutex);
-    return client_->output;
-  }
-  void save(PresenceStatus status, long long timestamp, float score = 0.9f) {
-    HDSMLClient::RegionList regions;
-    client_->saveOutput(status, score, timestamp, regions, nullptr);
-  }
-
-  ClientPtr client_;
+// A camera image in one layout, the output size asked for and the steps (in 1/32
+// sample) that the output must be sampled at.
+struct DestrideCase {
+  const char* what;
+  YuvLayout layout;
+  int width, height, rowPadding, outWidth, outHeight, stepX, stepY;
 };
 
-TEST_F(SaveOutputTest, MotionIsReportedOnlyInMotionState) {
-  client_->state = DETECT_MOTION;
-  save(PRESENCE_NO_MOTION, 10);
-  EXPECT_EQ(output().status, PRESENCE_NONE);
-  save(PRESENCE_MOTION, 20, 0.75f);
-  PresenceOutput out = output();
-  EXPECT_EQ(out.status, PRESENCE_MOTION);
-  EXPECT_EQ(out.confidence, 0.75f);
-  EXPECT_EQ(out.frameTimestamp, 20);
-  EXPECT_GT(out.wallClockSeconds, 0);
-  EXPECT_EQ(client_->lastMotionTimestamp, 20);
-  save(PRESENCE_NO_MOTION, 30);
-  EXPECT_EQ(output().frameTimestamp, 20);  // the host keeps seeing the last motion
+TEST(Destride, SamplesEveryPlaneThroughItsStridesAtFixedPointSteps) {
+  constexpr uint8_t kSentinel = 0xEE;
+  const DestrideCase cases[] = {
+      {"every 4th sample of every 4th row", YuvLayout::I420, 1280, 960, 0, 320, 240, 128, 128},
+      {"padded NV21 at the same size", YuvLayout::NV21, 640, 480, 64, 640, 480, 32, 32},
+      {"odd output, chroma rounds down", YuvLayout::I420, 64, 48, 3, 5, 5, 409, 307}};
+  for (const DestrideCase& k : cases) {
+    SCOPED_TRACE(k.what);
+    cv::Mat bgr(k.height, k.width, CV_8UC3);
+    cv::randu(bgr, 0, 256);  // every sample differs from most others
+    const hdsml::YuvFrame f = hdsml::packYuv(bgr, k.layout, k.rowPadding);
+    const int ow = k.outWidth, oh = k.outHeight;
+    std::vector<uint8_t> out(ow * oh + 2 * (ow / 2) * (oh / 2) + 16, kSentinel);
 
-  client_->state = DETECT_PRESENCE;
-  save(PRESENCE_MOTION, 40);
-  EXPECT_EQ(output().frameTimestamp, 20);
-  EXPECT_EQ(client_->lastMotionTimestamp, 40);
-}
+    destride(f.y, f.u, f.v, f.height, f.width, f.yPixelStride, f.yRowStride, f.uPixelStride,
+             f.uRowStride, f.vPixelStride, f.vRowStride, oh, ow, out.data());
 
-TEST_F(SaveOutputTest, AbsenceNeedsMoreThanTheThresholdSinceTheTimerStarted) {
-  client_->state = DETECT_ABSENCE;
-  save(PRESENCE_NO_MOTION, 1000);  // starts the timer
-  EXPECT_EQ(client_->lastMotionTimestamp, 1000);
-  save(PRESENCE_NO_MOTION, 6000);  // exactly 5000 later: not yet
-  EXPECT_EQ(output().status, PRESENCE_NONE);
-  save(PRESENCE_NO_MOTION, 6001);
-  PresenceOutput out = output();
-  EXPECT_EQ(out.status, PRESENCE_ABSENCE);
-  EXPECT_EQ(out.confidence, 1.0f);
-  EXPECT_EQ(out.frameTimestamp, 6001);
+    // Luma, then the plane of the second pointer, then that of the third, packed.
+    const uint8_t* planes[] = {f.y, f.u, f.v};
+    const int pixelStrides[] = {f.yPixelStride, f.uPixelStride, f.vPixelStride};
+    const int rowStrides[] = {f.yRowStride, f.uRowStride, f.vRowStride};
+    const uint8_t* o = out.data();
+    for (int p = 0; p < 3; ++p) {
+      for (int r = 0; r < (p == 0 ? oh : oh >> 1); ++r)
+        for (int c = 0; c < (p == 0 ? ow : ow >> 1); ++c, ++o)
+          ASSERT_EQ(*o, planes[p][((r * k.stepY) >> 5) * rowStrides[p] +
+                                  ((c * k.stepX) >> 5) * pixelStrides[p]])
+              << p << ":" << c << "," << r;
+    }
+    for (; o < out.data() + out.size(); ++o) ASSERT_EQ(*o, kSentinel);  // nothing more written
+  }
 
-  // Motion restarts the timer and leaves the absence report in place.
-  save(PRESENCE_MOTION, 7000);
-  out = output();
-  EXPECT_EQ(out.status, PRESENCE_ABSENCE);
-  EXPECT_EQ(out.frameTimestamp, 6001);
-  save(PRESENCE_NO_MOTION, 12000);
-  EXPECT_EQ(output().frameTimestamp, 6001);
-  save(PRESENCE_NO_MOTION, 12001);  // absence is not latched: reported again
-  EXPECT_EQ(output().frameTimestamp, 12001);
+  // A zero output size, or a step of 0 (output over 32 times the source), writes nothing.
+  std::vector<uint8_t> plane(64, 1), out(4096, kSentinel);
+  const int outSizes[][2] = {{0, 8}, {8, 0}, {8, 257}};  // height, width
+  for (const auto& s : outSizes)
+    destride(plane.data(), plane.data(), plane.data(), 8, 8, 1, 8, 1, 4, 1, 4, s[0], s[1],
+             out.data());
+  for (uint8_t b : out) ASSERT_EQ(b, kSentinel);
 }
 
 }  // namespace

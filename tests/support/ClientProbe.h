@@ -1,8 +1,7 @@
-// Waits, with a bound, for a client's motion thread to finish with every frame
-// handed to it. A record is held (reference count above 0) from the moment it
-// is queued until the motion thread has analysed it and written its decision,
-// so "every record free" means the thread is idle and its results are visible.
-// Used by the tests and by hds-replay's lockstep pacing.
+// Probes a client's frame records from outside. A record is held (reference
+// count not 0) from the moment it is queued until the motion thread has analysed
+// it and written its decision, so no record held means the thread is idle and its
+// results are visible. Used by the tests and by hds-replay's lockstep pacing.
 #pragma once
 
 #include <chrono>
@@ -14,10 +13,10 @@
 
 namespace hdsml {
 
-inline bool allRecordsFree(HDSMLClient& client) {
-  for (FrameData* frame : client.framePool->frames)
-    if (frame->getRef() != 0) return false;
-  return true;
+inline int heldRecords(HDSMLClient& client) {
+  int held = 0;
+  for (FrameData* frame : client.framePool->frames) held += frame->getRef() != 0;
+  return held;
 }
 
 // False when the timeout passed first. Spins briefly before sleeping: a frame
@@ -25,7 +24,7 @@ inline bool allRecordsFree(HDSMLClient& client) {
 inline bool waitForIdle(HDSMLClient& client,
                         std::chrono::microseconds timeout = std::chrono::seconds(10)) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  for (int spin = 0; !allRecordsFree(client); ++spin) {
+  for (int spin = 0; heldRecords(client) != 0; ++spin) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     if (spin < 50)
       std::this_thread::yield();

@@ -1,5 +1,5 @@
-// Synthetic camera scenes for tests: a fixed textured background, optionally
-// with a bright square that moves a few pixels each frame.
+// Synthetic camera scenes: a fixed textured background, optionally with a
+// bright square that moves a few pixels each frame.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -15,16 +15,13 @@ class SyntheticScene {
     cv::GaussianBlur(background_, background_, cv::Size(5, 5), 0);
   }
 
-  // The background alone: consecutive calls give identical frames.
   cv::Mat still() const { return background_.clone(); }
 
-  // Frame `index` with a white square of `side` pixels moving right by `step`
-  // pixels a frame (wrapping around) across the middle of the picture.
+  // Frame `index`: a white square of `side` pixels across the middle, moving
+  // right by `step` pixels a frame and wrapping around.
   cv::Mat moving(int index, int side = 64, int step = 8) const {
     cv::Mat frame = background_.clone();
-    const int travel = frame.cols - side;
-    const int x = (index * step) % travel;
-    const int y = (frame.rows - side) / 2;
+    const int x = (index * step) % (frame.cols - side), y = (frame.rows - side) / 2;
     cv::rectangle(frame, cv::Rect(x, y, side, side), cv::Scalar(250, 250, 250), cv::FILLED);
     return frame;
   }

@@ -34,14 +34,9 @@ TEST(ReplaySummaryTest, CountsFramesDatesReportsByTheirDecisionFrame) {
   r[59].stillTail = true;
 
   const ReplaySummary s = ReplaySummary::compute(r, 59, 2.0);
-  EXPECT_EQ(s.framesRead, 59);
-  EXPECT_EQ(s.handedOver, 60);
-  EXPECT_EQ(s.tailFrames, 1);
-  EXPECT_EQ(s.processed, 58);
-  EXPECT_EQ(s.dropped, 1);
-  EXPECT_EQ(s.notAnalysed, 1);
-  EXPECT_EQ(s.votingMotion, 20);
-  EXPECT_EQ(s.motionFrames, 9);
+  EXPECT_EQ((std::vector<long>{59, 60, 1, 58, 1, 1, 20, 9}),
+            (std::vector<long>{s.framesRead, s.handedOver, s.tailFrames, s.processed, s.dropped,
+                               s.notAnalysed, s.votingMotion, s.motionFrames}));
   ASSERT_EQ(s.reports.size(), 3u);
   EXPECT_DOUBLE_EQ(s.detectMedianUs, 129.5);
   EXPECT_DOUBLE_EQ(s.detectMaxUs, 159.0);
