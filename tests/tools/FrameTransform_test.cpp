@@ -1,4 +1,4 @@
-#include "tools/FrameTransform.h"
+#include "tools/input/FrameTransform.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/ReplayOptions.h"
+#include "tools/options/ReplayOptions.h"
 
 #include <gtest/gtest.h>
 

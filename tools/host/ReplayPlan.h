@@ -1,0 +1,31 @@
+// What a replay will hand over, fixed before the first frame: the frame rate of
+// its timestamps, the still tail, the probes and the state changes by frame.
+// Plain value type.
+#pragma once
+
+#include <vector>
+
+#include "tools/input/FrameSource.h"
+#include "tools/input/FrameTransform.h"
+#include "tools/options/ReplayOptions.h"
+#include "tools/options/StateScript.h"
+
+namespace hdsreplay {
+
+struct ReplayPlan {
+  double fps = 30.0;
+  long tailFrames = 0;     // still-tail frames after the input
+  long plannedTotal = -1;  // frames to hand over in all; -1 when the input does not say
+  TransformPlan probes;
+  std::vector<StateScript::Change> changes;
+};
+
+// The rate of the replay's timestamps: --fps, else the input's own, else 30
+// (with a warning for a video that declares none).
+double frameRate(const ReplayOptions& options, const FrameSource& source);
+
+// `inputFrames` is what the input declares, -1 when it cannot tell. Throws
+// std::runtime_error when a probe needs a frame count the input does not give.
+ReplayPlan planReplay(const ReplayOptions& options, long inputFrames, double fps);
+
+}  // namespace hdsreplay

@@ -1,0 +1,63 @@
+// Everything hds-replay is told on its command line, checked and converted.
+// parseReplayOptions() throws UsageError with a message meant for the user;
+// replayUsage() is the --help text. Plain value type.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/YuvFrame.h"
+#include "tools/options/StateScript.h"
+#include "tools/options/TimeSpec.h"
+
+namespace hdsreplay {
+
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+enum class Pace { Lockstep, Realtime, Free };
+const char* paceName(Pace pace);
+
+struct ReplayOptions {
+  std::string input;       // video file or folder of images
+  std::string configPath;  // empty: the default configuration
+  int motionWidth = 0;     // 0: as the configuration says
+  int motionHeight = 0;
+  hdsml::YuvLayout layout = hdsml::YuvLayout::NV21;
+  int rowPadding = 0;
+  double fps = 0.0;         // 0: the video's own rate
+  int exposure = 10000000;  // camera_metadata::exposureTime handed with every frame
+  StateScript states = StateScript::parse("0:DETECT_MOTION");
+  long long absenceMs = -1;  // -1: leave the library's threshold alone
+  Pace pace = Pace::Lockstep;
+  double waitMs = 2000.0;  // lockstep: longest wait for one frame's analysis
+  long maxFrames = -1;     // -1: the whole input
+  bool holdLast = false;
+  TimeSpec holdSpan;
+  double noiseSigma = 2.0;  // sensor noise on the still tail
+  bool brightnessRamp = false;
+  double rampFrom = 1.0, rampTo = 1.0;
+  bool exposureStep = false;
+  TimeSpec stepAt;
+  double stepFactor = 1.0;
+  bool grayscale = false;
+  TimeSpec grayscaleAt;
+  std::string csvPath;
+  std::string plotPath;
+  std::string annotatePath;  // .mp4/.avi/.mkv: a video; anything else: a folder of PNGs
+  std::string sheetPath;     // contact sheet PNG
+  int sheetEvery = 0;        // 0: chosen so that the sheet has about 24 tiles
+  std::string libraryLog;    // empty: discard the library's own output; "-": keep on stdout
+  bool debug = false;
+  bool progress = true;
+  bool help = false;
+};
+
+// argv[0] is the program name. Throws UsageError.
+ReplayOptions parseReplayOptions(int argc, const char* const argv[]);
+std::string replayUsage();
+
+}  // namespace hdsreplay
