@@ -146,7 +146,7 @@ TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
   std::ofstream(path("nokey.json")) << "{ \"vantor\": { \"motionResW\": 320 } }";
   const struct {
     std::vector<std::string> args;
-    int status;  // 2: the command line is wrong; 1: the replay cannot run
+    int status;  // 2: the command line is wrong; 1: the replay cannot run; 0: a warning
     std::string fragment;
   } kCases[] = {{{}, 2, "no input"},
                 {{"--wat", path("clip")}, 2, "unknown option --wat"},
@@ -158,7 +158,10 @@ TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
                 {{"--config", path("nokey.json"), path("clip")}, 1, "motionResH"},
                 {{"--config", path("nothere.json"), path("clip")}, 1, "nothere.json"},
                 {{"--csv", path("no/such/dir/out.csv"), path("clip")}, 1, "cannot write CSV"},
-                {{"--plot", path("no/such/dir/t.png"), path("clip")}, 1, "timeline"}};
+                {{"--plot", path("no/such/dir/t.png"), path("clip")}, 1, "timeline"},
+                {{"--plot", path("t.txt"), path("clip")}, 1, ".txt is not a picture type"},
+                {{"--annotate", path("no/dir/a.mp4"), path("clip")}, 1, "no folder"},
+                {{"--fps", "10", "--states", "100s:absence", path("clip")}, 0, "frame 1000) comes after"}};
   for (const auto& c : kCases) {
     const RunResult r = run(c.args);
     EXPECT_EQ(r.status, c.status) << c.fragment << ": " << r.err;

@@ -79,7 +79,7 @@ TEST(ReplayOptionsTest, BadCommandLinesNameTheProblem) {
       {"--motion-res 321x240 a", "even"},
       {"--motion-res 0x240 a", "out of range"},
       {"--fps fast a", "not a number"},
-      {"--fps 0 a", "out of range"},
+      {"--fps 0 a", "out of range: give a number from 0.1 to 1000"},
       {"--row-padding -2 a", "out of range"},
       {"--hold-last ten a", "--hold-last"},
       {"--states 0:sleep a", "sleep"},

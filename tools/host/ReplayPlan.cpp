@@ -18,6 +18,24 @@ double frameRate(const ReplayOptions& o, const FrameSource& source) {
   return fps;
 }
 
+std::vector<std::string> ReplayPlan::unreached(long total) const {
+  std::vector<std::string> out;
+  const auto describe = [&](const std::string& what, long frame) {
+    char buf[256];
+    std::snprintf(buf, sizeof buf,
+                  "%s at %.1f s (frame %ld) comes after the replay's last frame (frame %ld, "
+                  "%.1f s) and is never applied",
+                  what.c_str(), frameTimestampMs(frame, fps) / 1000.0, frame, total - 1,
+                  frameTimestampMs(total - 1, fps) / 1000.0);
+    out.push_back(buf);
+  };
+  for (const StateScript::Change& c : changes)
+    if (c.frame >= total) describe("--states: " + c.stateName, c.frame);
+  if (probes.stepFrame >= total) describe("--exposure-step", probes.stepFrame);
+  if (probes.grayscaleFrame >= total) describe("--grayscale-at", probes.grayscaleFrame);
+  return out;
+}
+
 ReplayPlan planReplay(const ReplayOptions& o, long inputFrames, double fps) {
   if (o.maxFrames > 0 && (inputFrames < 0 || inputFrames > o.maxFrames)) inputFrames = o.maxFrames;
   ReplayPlan plan;

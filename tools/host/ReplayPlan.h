@@ -3,6 +3,7 @@
 // Plain value type.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "tools/input/FrameSource.h"
@@ -18,6 +19,10 @@ struct ReplayPlan {
   long plannedTotal = -1;  // frames to hand over in all; -1 when the input does not say
   TransformPlan probes;
   std::vector<StateScript::Change> changes;
+
+  // What the plan asks for at or after frame `total`, which a replay of `total`
+  // frames never reaches: one sentence for each state change or probe.
+  std::vector<std::string> unreached(long total) const;
 };
 
 // The rate of the replay's timestamps: --fps, else the input's own, else 30

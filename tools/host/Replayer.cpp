@@ -2,11 +2,9 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -24,6 +22,7 @@
 #include "tools/input/FrameTransform.h"
 #include "tools/input/InputFrames.h"
 #include "tools/output/CsvWriter.h"
+#include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
 #include "tools/output/ReplaySummary.h"
 #include "tools/output/TimelinePlot.h"
@@ -32,7 +31,6 @@ namespace hdsreplay {
 
 namespace {
 
-namespace fs = std::filesystem;
 using detector_wrapper::PresenceDetectorWrapper;
 
 std::string describeStates(const std::vector<StateScript::Change>& changes, double fps) {
@@ -48,14 +46,9 @@ std::string describeStates(const std::vector<StateScript::Change>& changes, doub
 }
 
 
-// Fails early when a picture is to be written into a folder that does not exist.
-void checkWritable(const std::string& path, const char* what) {
-  if (path.empty()) return;
-  const fs::path parent = fs::path(path).parent_path();
-  std::error_code ec;
-  if (!parent.empty() && !fs::is_directory(parent, ec))
-    throw std::runtime_error(std::string("cannot write ") + what + " '" + path + "': no folder '" +
-                             parent.string() + "'");
+void warnUnreached(const ReplayPlan& plan, long total) {
+  for (const std::string& what : plan.unreached(total))
+    std::fprintf(stderr, "hds-replay: warning: %s\n", what.c_str());
 }
 
 // Hands the input frames, then the still tail, to the facade one at a time:
@@ -160,8 +153,10 @@ int Replayer::run() {
   // Outputs are opened before the replay so that a bad path fails at once.
   std::unique_ptr<CsvWriter> csv;
   if (!o.csvPath.empty()) csv = std::make_unique<CsvWriter>(o.csvPath);
-  checkWritable(o.plotPath, "timeline");
-  checkWritable(o.sheetPath, "contact sheet");
+  checkPicturePath(o.plotPath, "timeline");
+  checkPicturePath(o.sheetPath, "contact sheet");
+  checkAnnotationPath(o.annotatePath);
+  if (plan.plannedTotal >= 0) warnUnreached(plan, plan.plannedTotal);
 
   StdoutRedirect libraryOutput(o.libraryLog);
   Facade det(config.path(), o.debug);
@@ -173,6 +168,7 @@ int Replayer::run() {
   const Pacer pacer(o.pace, fps);
   replayFrames(o, plan, input, host, pacer, log, progress);
   log.finish();
+  if (plan.plannedTotal < 0) warnUnreached(plan, static_cast<long>(log.records().size()));
   const double runSeconds = pacer.elapsedSeconds();
   progress.finish();
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -107,6 +108,13 @@ cannot be used, 2 on a bad command line.
 
 namespace {
 
+// 0.1, 1000, 2.5: as a person writes them, not "1000.000000".
+std::string plainNumber(double v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%g", v);
+  return buf;
+}
+
 double parseNumber(const std::string& option, const std::string& text, double min, double max) {
   errno = 0;
   char* end = nullptr;
@@ -114,8 +122,8 @@ double parseNumber(const std::string& option, const std::string& text, double mi
   if (text.empty() || end != text.c_str() + text.size() || errno != 0 || !std::isfinite(v))
     throw UsageError(option + ": '" + text + "' is not a number");
   if (v < min || v > max)
-    throw UsageError(option + ": " + text + " is out of range [" + std::to_string(min) + ", " +
-                     std::to_string(max) + "]");
+    throw UsageError(option + ": " + text + " is out of range: give a number from " +
+                     plainNumber(min) + " to " + plainNumber(max));
   return v;
 }
 
@@ -127,8 +135,9 @@ long long parseInteger(const std::string& option, const std::string& text, long 
   if (text.empty() || end != text.c_str() + text.size() || errno != 0)
     throw UsageError(option + ": '" + text + "' is not a whole number");
   if (v < min || v > max)
-    throw UsageError(option + ": " + text + " is out of range [" + std::to_string(min) + ", " +
-                     std::to_string(max) + "]");
+    throw UsageError(option + ": " + text + " is out of range: give a whole number " +
+                     (max >= INT_MAX ? "of at least " + std::to_string(min)
+                                     : "from " + std::to_string(min) + " to " + std::to_string(max)));
   return v;
 }
 
