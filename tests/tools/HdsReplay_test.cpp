@@ -105,10 +105,20 @@ TEST_F(HdsReplayTest, ClipReportsMotionThenAbsenceAtThresholdInEveryLayoutAndWri
   long long lastMotion = -1, firstAbsence = -1;
   bool motionReported = false;
   for (const Row& row : r.rows) {
+    const long long ts = std::stoll(row.at("timestamp_ms"));
     EXPECT_EQ(row.at("processed"), "1") << "frame " << row.at("frame");
     EXPECT_EQ(row.at("dropped"), "0");
     EXPECT_EQ(row.at("vote") == "1", row.at("rect_count") != "0");
-    if (row.at("motion_detected") == "1") lastMotion = std::stoll(row.at("timestamp_ms"));
+    // Once 12 votes are in, the filter says motion exactly when 10 or more are.
+    EXPECT_EQ(row.at("window_length"), "12");
+    const bool tenOfTwelve = std::stoi(row.at("window_votes")) >= 10;
+    EXPECT_TRUE(std::stoi(row.at("frame")) < 11 ||
+                (row.at("motion_detected") == "1") == tenOfTwelve);
+    // A motion report read in DETECT_ABSENCE was decided before the state changed.
+    EXPECT_EQ(row.at("fresh"), row.at("status") == "0" && ts >= 3000 ? "0" : "1") << ts;
+    EXPECT_TRUE(row.at("new_report") == "0" || row.at("report_ts") == row.at("timestamp_ms"));
+    if (row.at("motion_detected") == "1") lastMotion = ts;
+    EXPECT_EQ(row.at("since_motion_ms"), lastMotion < 0 ? "" : std::to_string(ts - lastMotion));
     if (row.at("status") == "0") motionReported = true;
     if (row.at("status") == "2" && firstAbsence < 0) {
       firstAbsence = std::stoll(row.at("report_ts"));
@@ -124,6 +134,9 @@ TEST_F(HdsReplayTest, ClipReportsMotionThenAbsenceAtThresholdInEveryLayoutAndWri
   EXPECT_NE(r.out.find("frames read       40"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("handed over       100 (60 of them the still tail)"), std::string::npos);
   EXPECT_NE(r.out.find("processed         100"), std::string::npos);
+  EXPECT_NE(
+      r.out.find("stale status      MOTION from 3.0 s to " + std::to_string(firstAbsence / 1000)),
+      std::string::npos);
   EXPECT_EQ(r.out.find("[HDSMLClient]"), std::string::npos) << "library output not kept apart";
   EXPECT_EQ(cv::imread(path("timeline.png")).cols, 1400);
   EXPECT_FALSE(cv::imread(path("sheet.png")).empty());
@@ -148,20 +161,21 @@ TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
     std::vector<std::string> args;
     int status;  // 2: the command line is wrong; 1: the replay cannot run; 0: a warning
     std::string fragment;
-  } kCases[] = {{{}, 2, "no input"},
-                {{"--wat", path("clip")}, 2, "unknown option --wat"},
-                {{path("missing.avi")}, 1, "no such file or folder"},
-                {{path("notavideo.avi")}, 1, "notavideo.avi"},
-                {{path("empty")}, 1, "holds no images"},
-                {{path("broken")}, 1, "cannot read image"},
-                {{"--config", path("bad.json"), path("clip")}, 1, "bad.json"},
-                {{"--config", path("nokey.json"), path("clip")}, 1, "motionResH"},
-                {{"--config", path("nothere.json"), path("clip")}, 1, "nothere.json"},
-                {{"--csv", path("no/such/dir/out.csv"), path("clip")}, 1, "cannot write CSV"},
-                {{"--plot", path("no/such/dir/t.png"), path("clip")}, 1, "timeline"},
-                {{"--plot", path("t.txt"), path("clip")}, 1, ".txt is not a picture type"},
-                {{"--annotate", path("no/dir/a.mp4"), path("clip")}, 1, "no folder"},
-                {{"--fps", "10", "--states", "100s:absence", path("clip")}, 0, "frame 1000) comes after"}};
+  } kCases[] = {
+      {{}, 2, "no input"},
+      {{"--wat", path("clip")}, 2, "unknown option --wat"},
+      {{path("missing.avi")}, 1, "no such file or folder"},
+      {{path("notavideo.avi")}, 1, "notavideo.avi"},
+      {{path("empty")}, 1, "holds no images"},
+      {{path("broken")}, 1, "cannot read image"},
+      {{"--config", path("bad.json"), path("clip")}, 1, "bad.json"},
+      {{"--config", path("nokey.json"), path("clip")}, 1, "motionResH"},
+      {{"--config", path("nothere.json"), path("clip")}, 1, "nothere.json"},
+      {{"--csv", path("no/such/dir/out.csv"), path("clip")}, 1, "cannot write CSV"},
+      {{"--plot", path("no/such/dir/t.png"), path("clip")}, 1, "timeline"},
+      {{"--plot", path("t.txt"), path("clip")}, 1, ".txt is not a picture type"},
+      {{"--annotate", path("no/dir/a.mp4"), path("clip")}, 1, "no folder"},
+      {{"--fps", "10", "--states", "100s:absence", path("clip")}, 0, "frame 1000) comes after"}};
   for (const auto& c : kCases) {
     const RunResult r = run(c.args);
     EXPECT_EQ(r.status, c.status) << c.fragment << ": " << r.err;

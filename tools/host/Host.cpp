@@ -4,6 +4,7 @@
 #include <cmath>
 #include <mutex>
 
+#include "conditioning/Filter.h"
 #include "tools/host/ClientView.h"
 
 namespace hdsreplay {
@@ -56,13 +57,17 @@ ReplayRecord Host::handOver(const hdsml::YuvFrame& yuv, int exposure, long frame
     decision = client_->output;
   }
   show(decision, r);
+  const int64_t lastMotion = client_->lastMotionTimestamp.load();
+  if (lastMotion != -1) r.sinceMotionMs = ts - lastMotion;
   return r;
 }
 
 // Lockstep: the frame is lent out until the motion thread has decided on it;
 // its verdict and rectangles are then read while the thread is idle.
 void Host::takeVerdict(ReplayRecord& r) const {
-  waitUntilIdle(client_, waitMs_);
+  if (!waitUntilIdle(client_, waitMs_)) return;  // reading the detector now would race
+  r.windowVotes = client_->motionFilter->sum;
+  r.windowLength = client_->motionFilter->length;
   const MotionStatus status = client_->queryMotionDetector();
   if (!written(status) || status.frameTimestamp != r.timestampMs) return;
   r.processed = true;
@@ -77,8 +82,12 @@ void Host::takeVerdict(ReplayRecord& r) const {
 // change is not shown to the host, whose status then stays as it was.
 void Host::show(const PresenceOutput& decision, ReplayRecord& r) {
   const bool shown = decision.frameTimestamp >= det_->stateChangeTimestamp;
-  if (shown) hostStatus_ = decision.status;
+  if (shown) {
+    hostStatus_ = decision.status;
+    hostDecisionTs_ = decision.frameTimestamp;
+  }
   r.status = hostStatus_;
+  r.fresh = hostStatus_ == kStatusNone || hostDecisionTs_ >= det_->stateChangeTimestamp;
   r.confidence = decision.confidence;
   r.reportTimestampMs = decision.frameTimestamp;
   r.newReport = shown && decision.frameTimestamp != previousReport_;

@@ -46,6 +46,7 @@ class Host {
   int state_ = 0;
   int64_t previousReport_;  // frame timestamp of the decision the host last read
   int hostStatus_;
+  int64_t hostDecisionTs_ = 0;  // frame timestamp of the decision behind hostStatus_
 };
 
 }  // namespace hdsreplay

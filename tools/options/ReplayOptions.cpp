@@ -81,10 +81,14 @@ Output
   --csv FILE            one row per frame: frame, timestamp_ms, state, status,
                         status_name, confidence, report_ts, motion_detected,
                         motion_score, vote, rect_count, rects, processed,
-                        dropped, detect_us
+                        dropped, new_report, fresh (0 when the status the host
+                        reads was decided before the last state change),
+                        window_votes and window_length (the filter's window,
+                        "10 of 12"), since_motion_ms (the absence timer),
+                        lens_moving, detect_us
   --plot FILE.png       timeline picture: filter score with the 0.8 line,
-                        per-frame votes, frame hand-over, reported status and
-                        state, reports marked
+                        per-frame votes, frame hand-over, reported status
+                        (hatched while stale) and state, reports marked
   --annotate PATH       annotated frames with the motion rectangles: a video when
                         PATH ends in .mp4, .avi or .mkv, else a folder of PNGs
   --contact-sheet FILE.png

@@ -35,7 +35,8 @@ CsvWriter::~CsvWriter() {
 
 std::string CsvWriter::header() {
   return "frame,timestamp_ms,state,status,status_name,confidence,report_ts,motion_detected,"
-         "motion_score,vote,rect_count,rects,processed,dropped,detect_us\n";
+         "motion_score,vote,rect_count,rects,processed,dropped,new_report,fresh,window_votes,"
+         "window_length,since_motion_ms,lens_moving,detect_us\n";
 }
 
 std::string CsvWriter::row(const ReplayRecord& r) {
@@ -51,14 +52,23 @@ std::string CsvWriter::row(const ReplayRecord& r) {
     std::snprintf(motion, sizeof motion, "%d,%.6f", r.motionDetected ? 1 : 0, r.motionScore);
   else
     std::snprintf(motion, sizeof motion, ",");
-  char buf[512];
-  std::snprintf(buf, sizeof buf, "%ld,%lld,%s,%d,%s,%.6f,%lld,%s,%s,%s,%s,%d,%d,%.1f\n", r.frame,
+  char window[32] = ",";
+  if (r.windowVotes >= 0)
+    std::snprintf(window, sizeof window, "%d,%d", r.windowVotes, r.windowLength);
+  char since[24] = "";
+  if (r.sinceMotionMs)
+    std::snprintf(since, sizeof since, "%lld", static_cast<long long>(*r.sinceMotionMs));
+  // The rectangles go between two fixed-size parts: a busy frame has many.
+  char head[256], tail[160];
+  std::snprintf(head, sizeof head, "%ld,%lld,%s,%d,%s,%.6f,%lld,%s,%s,%s,", r.frame,
                 static_cast<long long>(r.timestampMs), stateFullName(r.state), r.status,
                 statusName(r.status), r.confidence, static_cast<long long>(r.reportTimestampMs),
                 motion, r.vote < 0 ? "" : (r.vote ? "1" : "0"),
-                r.rectsKnown ? std::to_string(r.rects.size()).c_str() : "", rects.c_str(),
-                r.processed ? 1 : 0, r.dropped ? 1 : 0, r.detectUs);
-  return buf;
+                r.rectsKnown ? std::to_string(r.rects.size()).c_str() : "");
+  std::snprintf(tail, sizeof tail, ",%d,%d,%d,%d,%s,%s,%d,%.1f\n", r.processed ? 1 : 0,
+                r.dropped ? 1 : 0, r.newReport ? 1 : 0, r.fresh ? 1 : 0, window, since,
+                r.lensMoving ? 1 : 0, r.detectUs);
+  return head + rects + tail;
 }
 
 void CsvWriter::write(const ReplayRecord& record) { std::fputs(row(record).c_str(), file_); }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -27,6 +28,10 @@ struct ReplayRecord {
   float confidence = 0.0f;
   int64_t reportTimestampMs = 0;  // frame timestamp of the decision in force
   bool newReport = false;         // this detect() made a new decision visible
+  // The decision behind `status` is not older than the last state change (or
+  // nothing was reported yet). A stale status is one the facade keeps showing
+  // because newer decisions came from frames before the state change.
+  bool fresh = true;
 
   // The motion thread's verdict on this very frame, when it was analysed.
   bool processed = false;
@@ -36,6 +41,13 @@ struct ReplayRecord {
   int vote = -1;                // 1 regions found, 0 none, -1 unknown (not lockstep)
   bool rectsKnown = false;      // only in lockstep
   std::vector<cv::Rect> rects;  // motion-resolution coordinates
+  int windowVotes = -1;         // votes for motion in the filter's window; -1 unknown
+  int windowLength = 0;         // the window's length (12; 5 in low light)
+  bool lensMoving = false;      // handed over as moving: the library skips such frames
+
+  // The absence timer: this frame's timestamp minus the last motion's; empty
+  // while the timer has not started.
+  std::optional<int64_t> sinceMotionMs;
 
   double detectUs = 0.0;  // wall time of the detect() call
 };

@@ -35,6 +35,19 @@ std::vector<Report> collectReports(const std::vector<ReplayRecord>& records) {
   return reports;
 }
 
+std::vector<StaleRun> collectStaleRuns(const std::vector<ReplayRecord>& records) {
+  std::vector<StaleRun> runs;
+  for (size_t i = 0; i < records.size(); ++i) {
+    const ReplayRecord& r = records[i];
+    if (r.fresh) continue;
+    const bool extends = i > 0 && !records[i - 1].fresh && records[i - 1].status == r.status;
+    if (!extends) runs.push_back({r.status, r.timestampMs, r.timestampMs});
+    const int64_t step = i > 0 ? r.timestampMs - records[i - 1].timestampMs : 0;
+    runs.back().endMs = i + 1 < records.size() ? records[i + 1].timestampMs : r.timestampMs + step;
+  }
+  return runs;
+}
+
 ReplaySummary ReplaySummary::compute(const std::vector<ReplayRecord>& records, long framesRead,
                                      double runSeconds) {
   ReplaySummary s;
@@ -56,6 +69,7 @@ ReplaySummary ReplaySummary::compute(const std::vector<ReplayRecord>& records, l
     times.push_back(r.detectUs);
   }
   s.reports = collectReports(records);
+  s.staleRuns = collectStaleRuns(records);
   for (const Report& rep : s.reports) {
     if (rep.status != kStatusAbsence) continue;
     for (const ReplayRecord& r : records) {
@@ -133,6 +147,14 @@ std::string ReplaySummary::format() const {
                 std::to_string(last->frame) + ")";
     }
     out += line(status == kStatusMotion ? "motion reports" : "absence reports", text);
+  }
+  if (!staleRuns.empty()) {
+    std::string text;
+    for (size_t i = 0; i < staleRuns.size() && i < 3; ++i)
+      text += std::string(i ? "; " : "") + statusName(staleRuns[i].status) + " from " +
+              seconds(staleRuns[i].startMs) + " to " + seconds(staleRuns[i].endMs);
+    if (staleRuns.size() > 3) text += "; " + std::to_string(staleRuns.size() - 3) + " more";
+    out += line("stale status", text + " (decided before the last state change)");
   }
   std::snprintf(buf, sizeof buf, "median %.0f us, 99th percentile %.0f us, max %.0f us",
                 detectMedianUs, detectP99Us, detectMaxUs);

@@ -24,6 +24,15 @@ struct Report {
 // Decisions that became visible to the host, in order (each new decision once).
 std::vector<Report> collectReports(const std::vector<ReplayRecord>& records);
 
+// A run of frames on which the host read a stale status: one decided on a
+// frame before the last state change. `endMs` is the timestamp of the first
+// frame after the run (or of the last frame, plus one frame, at the end).
+struct StaleRun {
+  int status;
+  int64_t startMs, endMs;
+};
+std::vector<StaleRun> collectStaleRuns(const std::vector<ReplayRecord>& records);
+
 struct ReplaySummary {
   long framesRead = 0;  // from the input, without the still tail
   long tailFrames = 0;
@@ -35,6 +44,7 @@ struct ReplaySummary {
   long votingMotion = 0;
   long motionFrames = 0;  // frames on which the filter said motion
   std::vector<Report> reports;
+  std::vector<StaleRun> staleRuns;
   int64_t lastMotionBeforeFirstAbsenceMs = -1;  // -1: none
   double detectMedianUs = 0.0, detectP99Us = 0.0, detectMaxUs = 0.0;
   double runSeconds = 0.0;

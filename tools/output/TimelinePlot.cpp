@@ -74,8 +74,25 @@ std::string formatSeconds(double s) {
   return buf;
 }
 
-void legendItem(cv::Mat& img, int& x, int y, const cv::Scalar& colour, const std::string& label) {
-  cv::rectangle(img, cv::Rect(x, y - 11, 14, 14), colour, cv::FILLED);
+// `colour` mixed with white: the background of a stale status.
+cv::Scalar pale(const cv::Scalar& colour) { return colour * 0.35 + cv::Scalar::all(255 * 0.65); }
+
+// A stale status: the status colour, pale, with diagonal stripes of it.
+void hatch(cv::Mat& img, const cv::Rect& where, const cv::Scalar& colour) {
+  const cv::Rect r = where & cv::Rect(0, 0, img.cols, img.rows);
+  if (r.empty()) return;
+  cv::Mat roi = img(r);
+  roi.setTo(pale(colour));
+  for (int x = -r.height - ((r.x + r.height) % 8); x < r.width; x += 8)
+    cv::line(roi, cv::Point(x, r.height), cv::Point(x + r.height, 0), colour, 2, cv::LINE_AA);
+}
+
+void legendItem(cv::Mat& img, int& x, int y, const cv::Scalar& colour, const std::string& label,
+                bool stale = false) {
+  if (stale)
+    hatch(img, cv::Rect(x, y - 11, 14, 14), colour);
+  else
+    cv::rectangle(img, cv::Rect(x, y - 11, 14, 14), colour, cv::FILLED);
   cv::rectangle(img, cv::Rect(x, y - 11, 14, 14), kFrame, 1);
   x += 20;
   x += text(img, label, x, y, 0.5, kInk) + 22;
@@ -274,6 +291,7 @@ class TimelinePainter {
     for (int b = 0; b < kBandCount; ++b)
       text(img_, kBandLabels[b], kLeft - 10, bandBaseline(b), 0.5, kInk, Align::Right);
     fillFrameBands();
+    hatchStaleRuns();
     // Every report the host saw, as a tick.
     for (const Report& rep : reports) {
       const int x = timeX(static_cast<double>(rep.timestampMs));
@@ -306,20 +324,44 @@ class TimelinePainter {
     }
   }
 
+  // A stale status (decided before the last state change) is hatched, run by
+  // run so that the stripes continue across frames.
+  void hatchStaleRuns() {
+    for (size_t i = 0; i < records_.size(); ++i) {
+      if (records_[i].fresh) continue;
+      size_t end = i;
+      while (end + 1 < records_.size() && !records_[end + 1].fresh &&
+             records_[end + 1].status == records_[i].status)
+        ++end;
+      const int status = records_[i].status;
+      hatch(img_, bandRect(kStatusBand, frameSpan(i).first, frameSpan(end).second),
+            status == kStatusMotion ? kMotion : (status == kStatusAbsence ? kAbsence : kNone));
+      i = end;
+    }
+  }
+
   // Names inside the status and state bands.
   void nameRuns() {
     if (records_.empty()) return;
+    // Status and freshness in one value: 2 * status + 1 when fresh.
     nameRunsIn(
-        kStatusBand, [](const ReplayRecord& r) { return r.status; },
-        [](int s) { return s == kStatusNone ? std::string("no report yet") : statusName(s); },
-        [](int s) { return s == kStatusNone ? kInk : cv::Scalar(255, 255, 255); });
+        kStatusBand, [](const ReplayRecord& r) { return 2 * r.status + (r.fresh ? 1 : 0); },
+        [](int v) {
+          const int s = v / 2;
+          const std::string name = s == kStatusNone ? std::string("no report yet") : statusName(s);
+          return v % 2 ? name : name + " (stale: decided before the state change)";
+        },
+        [](int v) {
+          return v / 2 == kStatusNone || v % 2 == 0 ? kInk : cv::Scalar(255, 255, 255);
+        });
     nameRunsIn(
         kStateBand, [](const ReplayRecord& r) { return r.state; },
         [](int s) { return std::string("DETECT_") + stateShortName(s); }, [](int) { return kInk; });
   }
 
   // Writes the name of each run of equal values in `band` where the run is wide
-  // enough; narrow runs get the name without its prefix, e.g. "PRESENCE".
+  // enough; narrow runs get a shorter name, e.g. "PRESENCE" for "DETECT_PRESENCE"
+  // or "MOTION (stale)". Names over a hatched (stale) status sit on a plain box.
   template <typename ValueOf, typename NameOf, typename InkOf>
   void nameRunsIn(int band, ValueOf valueOf, NameOf nameOf, InkOf inkOf) {
     size_t start = 0;
@@ -327,13 +369,23 @@ class TimelinePainter {
       if (i < records_.size() && valueOf(records_[i]) == valueOf(records_[start])) continue;
       const int x0 = frameSpan(start).first, x1 = frameSpan(i - 1).second;
       std::string name = nameOf(valueOf(records_[start]));
-      if (textWidth(name, 0.45) + 12 >= x1 - x0 && name.rfind("DETECT_", 0) == 0)
-        name = name.substr(7);
-      if (textWidth(name, 0.45) + 12 < x1 - x0)
+      if (textWidth(name, 0.45) + 12 >= x1 - x0) name = shortName(name);
+      const int w = textWidth(name, 0.45);
+      if (w + 12 < x1 - x0) {
+        if (band == kStatusBand && !records_[start].fresh)
+          cv::rectangle(img_, cv::Rect((x0 + x1 - w) / 2 - 4, bandBaseline(band) - 13, w + 8, 18),
+                        cv::Scalar(255, 255, 255), cv::FILLED);
         text(img_, name, (x0 + x1) / 2, bandBaseline(band), 0.45, inkOf(valueOf(records_[start])),
              Align::Centre);
+      }
       start = i;
     }
+  }
+
+  static std::string shortName(const std::string& name) {
+    if (name.rfind("DETECT_", 0) == 0) return name.substr(7);
+    const size_t colon = name.find(':');
+    return colon == std::string::npos ? name : name.substr(0, colon) + ")";
   }
 
   void drawLegend() {
@@ -343,6 +395,7 @@ class TimelinePainter {
     legendItem(img_, lx, ly, kAnalysed, "analysed");
     legendItem(img_, lx, ly, kDropped, "dropped");
     legendItem(img_, lx, ly, kMotion, "motion reported");
+    legendItem(img_, lx, ly, kMotion, "stale status", true);
     legendItem(img_, lx, ly, kAbsence, "absence reported");
     legendItem(img_, lx, ly, kMotionPale, "filter says motion");
     legendItem(img_, lx, ly, kTail, "still tail");
