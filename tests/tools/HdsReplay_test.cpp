@@ -59,9 +59,10 @@ class HdsReplayTest : public ::testing::Test {
     return dir + name;
   }
 
-  // Runs hds-replay with `args`, standard output and error captured.
-  static RunResult run(const std::vector<std::string>& args) {
-    std::string command = HDS_REPLAY_COMMAND;  // under a cross build, with its emulator
+  // Runs hds-replay (or another tool) with `args`, standard output and error captured.
+  static RunResult run(const std::vector<std::string>& args,
+                       const std::string& program = HDS_REPLAY_COMMAND) {
+    std::string command = program;  // under a cross build, with its emulator
     for (const std::string& a : args) command += " '" + a + "'";
     const int wstatus = std::system((command + " >" + path("out") + " 2>" + path("err")).c_str());
     return {
@@ -150,11 +151,52 @@ TEST_F(HdsReplayTest, ClipReportsMotionThenAbsenceAtThresholdInEveryLayoutAndWri
   EXPECT_EQ(replayClip({}, "clip.avi").rows.size(), r.rows.size());
 }
 
+TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
+  const std::vector<std::string> probes = {"--exposure-step", "2s:0.6", "--grayscale-at", "5s"};
+  const RunResult video = replayClip(probes, "clip.avi");
+  // One file of NV21 frames, and a folder of YV12 frames with padded rows, whose
+  // names give their layout; each with the camera log of the video's timestamps.
+  ASSERT_EQ(run({"--raw", "nv21", path("clip.avi"), path("dump.nv21")}, HDS_EXTRACT_COMMAND).status,
+            0);
+  ASSERT_EQ(run({"--raw", "yv12", "--row-padding", "6", path("clip.avi"), path("dumpdir")},
+                HDS_EXTRACT_COMMAND)
+                .status,
+            0);
+  std::vector<std::string> raw = probes;
+  raw.insert(raw.end(), {"--raw", "160x120"});
+  const RunResult dump = replayClip(raw, "dump.nv21");
+  EXPECT_EQ(dump.rows, video.rows);
+  EXPECT_NE(dump.out.find("(raw nv21, 160x120, 10 fps)"), std::string::npos) << dump.out;
+  raw.insert(raw.end(), {"--row-padding", "6"});
+  EXPECT_EQ(replayClip(raw, "dumpdir").rows, video.rows);
+
+  // The device's own log: uneven timestamps, a moving lens on frames 10 to 12
+  // and long exposures, which switch the library to low light after 30 frames.
+  std::ofstream log(path("dumpdir/frames.csv"));
+  log << "timestamp_ms,exposure_ns,lens_moving\n";
+  for (int i = 0; i < kMovingFrames; ++i)
+    log << 5000 + i * 100 + (i % 2) * 7 << ",100000000," << (i >= 10 && i <= 12) << "\n";
+  log.close();
+  const RunResult logged = replayClip({"--raw", "160x120", "--row-padding", "6"}, "dumpdir");
+  ASSERT_GT(logged.rows.size(), static_cast<size_t>(kMovingFrames));
+  for (int i = 0; i < kMovingFrames; ++i) {
+    const Row& row = logged.rows[i];
+    EXPECT_EQ(row.at("timestamp_ms"), std::to_string(5000 + i * 100 + (i % 2) * 7));
+    const bool lens = i >= 10 && i <= 12;
+    EXPECT_EQ(row.at("lens_moving"), lens ? "1" : "0");
+    EXPECT_EQ(row.at("processed"), lens ? "0" : "1") << i;  // skipped, not dropped
+    EXPECT_EQ(row.at("dropped"), "0");
+  }
+  EXPECT_EQ(logged.rows[29].at("window_length"), "12");  // the 31st frame is the first in low light
+  EXPECT_EQ(logged.rows[30].at("window_length"), "5");
+}
+
 TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
   fs::create_directories(path("empty"));
   fs::create_directories(path("broken"));
   std::ofstream(path("broken/frame_0000.png")) << "not a png";
   std::ofstream(path("notavideo.avi")) << "this is not a video\n";
+  std::ofstream(path("raw.nv21")) << std::string(100, 'x');
   std::ofstream(path("bad.json")) << "{ \"vantor\": { \"motionResW\": 320 ";
   std::ofstream(path("nokey.json")) << "{ \"vantor\": { \"motionResW\": 320 } }";
   const struct {

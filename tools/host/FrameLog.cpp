@@ -50,7 +50,8 @@ void FrameLog::finish() {
   emitFrames(0);
   for (ReplayRecord& r : records_) {
     takeWatchedVote(r);
-    r.dropped = !r.processed && r.state != 1;  // DETECT_PRESENCE analyses nothing
+    // DETECT_PRESENCE analyses nothing, and frames of a moving lens are skipped.
+    r.dropped = !r.processed && r.state != 1 && !r.lensMoving;
   }
   watcher_.reset();
 }

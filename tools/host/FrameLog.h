@@ -30,7 +30,10 @@ class FrameLog {
   FrameLog(const FrameLog&) = delete;
   FrameLog& operator=(const FrameLog&) = delete;
 
-  // Records are added in frame order, frame 0 first.
+  // Whether add() needs the frames as pictures.
+  bool wantsFrames() const { return annotator_ || sheet_; }
+  // Records are added in frame order, frame 0 first; `frame` as the detector
+  // saw it, in BGR, when wantsFrames().
   void add(const ReplayRecord& record, const cv::Mat& frame);
   // After the last frame: lets the motion thread finish, draws the frames held
   // back and completes every record.

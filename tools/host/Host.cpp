@@ -27,10 +27,11 @@ void Host::enterStates(long frame, int64_t ts) {
   }
 }
 
-ReplayRecord Host::handOver(const hdsml::YuvFrame& yuv, int exposure, long frame, int64_t ts,
-                            bool stillTail) {
+ReplayRecord Host::handOver(const hdsml::YuvFrame& yuv, const Metadata& metadata, long frame,
+                            int64_t ts) {
   using Clock = std::chrono::steady_clock;
-  metadata_.exposureTime = exposure;
+  metadata_.exposureTime = metadata.exposureNs;
+  metadata_.lensMoving = metadata.lensMoving ? 1 : 0;
   const auto t0 = Clock::now();
   det_->detect(yuv.y, yuv.u, yuv.v, yuv.width, yuv.height, yuv.yPixelStride, yuv.yRowStride,
                yuv.uPixelStride, yuv.uRowStride, yuv.vPixelStride, yuv.vRowStride, ts, metadata_,
@@ -41,7 +42,7 @@ ReplayRecord Host::handOver(const hdsml::YuvFrame& yuv, int exposure, long frame
   r.frame = frame;
   r.timestampMs = ts;
   r.state = state_;
-  r.stillTail = stillTail;
+  r.lensMoving = metadata.lensMoving;
   r.detectUs = std::chrono::duration<double, std::micro>(t1 - t0).count();
   // What the host reads: detect() copies the decision in force when it runs.
   // The motion thread may or may not have decided on this very frame by then,

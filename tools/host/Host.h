@@ -24,9 +24,14 @@ class Host {
 
   // Calls stateChange() for every change due by `frame`.
   void enterStates(long frame, int64_t ts);
+  // What the camera says about a frame besides its pixels.
+  struct Metadata {
+    int exposureNs;
+    bool lensMoving;
+  };
   // Hands one frame to detect() and records what came of it.
-  ReplayRecord handOver(const hdsml::YuvFrame& yuv, int exposure, long frame, int64_t ts,
-                        bool stillTail);
+  ReplayRecord handOver(const hdsml::YuvFrame& yuv, const Metadata& metadata, long frame,
+                        int64_t ts);
 
   int state() const { return state_; }
   int facadeStatus() const { return det_->status; }

@@ -31,7 +31,7 @@ ImageFolderSource::ImageFolderSource(const std::string& dir) {
   std::sort(files_.begin(), files_.end());
 }
 
-bool ImageFolderSource::read(cv::Mat& bgr) {
+bool ImageFolderSource::read(SourceFrame& out) {
   if (next_ >= files_.size()) return false;
   const std::string& file = files_[next_++];
   cv::Mat image = cv::imread(file, cv::IMREAD_COLOR);
@@ -43,7 +43,8 @@ bool ImageFolderSource::read(cv::Mat& bgr) {
                              std::to_string(image.rows) + ", the first one was " +
                              std::to_string(size_.width) + "x" + std::to_string(size_.height));
   }
-  bgr = image;
+  out.raw = false;
+  out.bgr = image;
   return true;
 }
 

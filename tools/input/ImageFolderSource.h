@@ -17,7 +17,7 @@ class ImageFolderSource : public FrameSource {
   // Throws std::runtime_error when the folder cannot be listed or holds no images.
   explicit ImageFolderSource(const std::string& dir);
 
-  bool read(cv::Mat& bgr) override;
+  bool read(SourceFrame& frame) override;
   double fps() const override { return 0.0; }
   long frameCount() const override { return static_cast<long>(files_.size()); }
   std::string kind() const override { return "images"; }

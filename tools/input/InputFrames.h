@@ -1,11 +1,11 @@
-// The input's frames in order, up to --frames, cropped to even sizes for 4:2:0.
-// Keeps the last frame read, which the still tail repeats. One thread.
+// The input's frames in order, up to --frames; pictures are cropped to even
+// sizes for 4:2:0. Keeps the last frame read, which the still tail repeats.
+// One thread.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
-
-#include <opencv2/core.hpp>
 
 #include "tools/input/FrameSource.h"
 
@@ -13,9 +13,9 @@ namespace hdsreplay {
 
 class InputFrames {
  public:
-  // `maxFrames` -1: the whole input. Throws std::runtime_error when the input
-  // cannot be opened.
-  InputFrames(const std::string& path, long maxFrames);
+  // `maxFrames` -1: the whole input; `raw` for a camera dump. Throws
+  // std::runtime_error when the input cannot be opened.
+  InputFrames(const std::string& path, long maxFrames, const std::optional<RawGeometry>& raw);
   InputFrames(const InputFrames&) = delete;
   InputFrames& operator=(const InputFrames&) = delete;
 
@@ -25,7 +25,7 @@ class InputFrames {
   // up; last() then keeps the final frame. Throws when the input holds no frame
   // at all or frames smaller than 2x2.
   bool next();
-  const cv::Mat& last() const { return last_; }
+  const SourceFrame& last() const { return last_; }
   long framesRead() const { return framesRead_; }
 
  private:
@@ -33,8 +33,7 @@ class InputFrames {
   const std::string name_;
   const long maxFrames_;  // -1: no limit
   long framesRead_ = 0;
-  cv::Mat decoded_;
-  cv::Mat last_;
+  SourceFrame last_;
 };
 
 }  // namespace hdsreplay

@@ -44,15 +44,16 @@ VideoSource::VideoSource(const std::string& path) : path_(path) {
   frameCount_ = n >= 1.0 ? static_cast<long>(n) : -1;
 }
 
-bool VideoSource::read(cv::Mat& bgr) {
+bool VideoSource::read(SourceFrame& out) {
+  out.raw = false;
   if (!first_.empty()) {
-    bgr = toBgr(first_);
+    out.bgr = toBgr(first_);
     first_.release();
     return true;
   }
   cv::Mat frame;
   if (!capture_.read(frame) || frame.empty()) return false;
-  bgr = toBgr(frame);
+  out.bgr = toBgr(frame);
   return true;
 }
 

@@ -17,7 +17,7 @@ class VideoSource : public FrameSource {
   // Throws std::runtime_error when the file does not open as a video.
   explicit VideoSource(const std::string& path);
 
-  bool read(cv::Mat& bgr) override;
+  bool read(SourceFrame& frame) override;
   double fps() const override { return fps_; }
   long frameCount() const override { return frameCount_; }
   std::string kind() const override { return "video"; }

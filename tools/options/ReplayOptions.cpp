@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <tuple>
+#include <utility>
 
 namespace hdsreplay {
 
@@ -25,27 +27,43 @@ const char* paceName(Pace pace) {
 std::string replayUsage() {
   return R"(usage: hds-replay [options] INPUT
 
-Replays a recorded video (anything OpenCV's videoio opens) or a folder of images
-through the hdsml detector, exactly as a camera application feeds it: every frame
-is converted to YUV 4:2:0 and handed to PresenceDetectorWrapper::detect() with a
-millisecond timestamp and a camera_metadata record; the detection state is set
-with stateChange(). Prints a summary; optionally writes a CSV, a timeline picture
-and annotated frames.
+Replays recorded frames through the hdsml detector, exactly as a camera
+application feeds it: every frame is handed to PresenceDetectorWrapper::detect()
+as YUV 4:2:0 with a millisecond timestamp and a camera_metadata record; the
+detection state is set with stateChange(). INPUT is a video (anything OpenCV's
+videoio opens), a folder of images, or a camera dump (with --raw). Prints a
+summary; optionally writes a CSV, a timeline picture and annotated frames, and
+scores the replay against a truth file.
 
 Input and detector
   --config FILE         JSON configuration (default: hdsml-default.json, motion
                         resolution 320x240)
   --motion-res WxH      motion resolution; writes a temporary configuration
-  --layout L            camera layout of the YUV frames: nv21 (default), nv12, i420
+  --layout L            camera layout of the YUV frames: nv21 (default), nv12,
+                        i420, yv12. Videos and images are packed in it; a camera
+                        dump is read in it (a dump named .nv12 ... says its own)
   --row-padding N       bytes of padding after every row of every plane (default 0)
   --fps F               frame rate for the timestamps (default: the video's own;
-                        30 for image folders)
+                        30 for image folders and dumps without a camera log)
   --frames N            replay at most N frames of the input
   --exposure E          camera_metadata.exposureTime of every frame (default
                         10000000). The library takes 1e9/E as the light level:
                         above 14.99 is normal light, at or below 13.4 low light
                         (so with E in nanoseconds, 1/15 s separates the two)
   --debug               initialize() the library with its debug output on
+
+Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
+  --raw WxH             INPUT holds raw frames of this size: one file of frames
+                        one after the other, or a folder of one file a frame
+                        (.nv21, .nv12, .i420, .yv12, .yuv) in file-name order
+  --row-stride Y[:C]    bytes from one row to the next: Y for luma, C for chroma
+                        (default: as wide as the luma rows when interleaved,
+                        half as wide when planar); instead of --row-padding
+  --camera-log FILE     CSV of what the device recorded with each frame, with a
+                        header: timestamp_ms, exposure_ns, lens_moving (the last
+                        two optional). Found by itself beside a dump: NAME.csv
+                        for NAME.nv21, FOLDER/frames.csv for a folder. Overrides
+                        --fps and --exposure for the frames it lists
 
 Detection state
   --states SCRIPT       state changes, e.g. "0:DETECT_MOTION,30s:DETECT_ABSENCE".
@@ -65,9 +83,11 @@ Pacing
                         while the motion thread is busy are dropped
   --pace free           as fast as possible, without waiting
 
-Still tail and input probes
+Held frames and input probes (times count from the first frame handed over)
+  --hold-first SPAN     before the input, hold its first frame for SPAN (10s, or
+                        a number of frames) with sensor noise: a still scene
   --hold-last SPAN      after the input ends, repeat its last frame for SPAN
-                        (10s, or a number of frames) with sensor noise
+                        with sensor noise
   --noise SIGMA         standard deviation of that noise, in grey levels
                         (default 2; 0 for none)
   --brightness-ramp A:B multiply the brightness by A at the first frame, by B at
@@ -76,6 +96,8 @@ Still tail and input probes
                         factor F (a sudden auto-exposure change)
   --grayscale-at T      from T on, frames lose their colour (a camera switching
                         to infrared night mode)
+  On a camera dump the probes work on the YUV samples: the gain scales luma and
+  the chroma's distance from grey, the infrared switch makes the chroma grey.
 
 Output
   --csv FILE            one row per frame: frame, timestamp_ms, state, status,
@@ -100,10 +122,11 @@ Output
   --no-progress         no progress bar (it is shown only on a terminal anyway)
   -h, --help            this text
 
-Motion rectangles and per-frame votes are known only with --pace lockstep: they
-are read from the motion detector while its thread is idle, between two frames.
-With the other paces those CSV columns stay empty and no boxes are drawn; the
-filter score of each frame that was analysed is still reported.
+Motion rectangles, per-frame votes and the filter's window are known only with
+--pace lockstep: they are read from the motion detector while its thread is
+idle, between two frames. With the other paces those CSV columns stay empty and
+no boxes are drawn; the filter score of each frame that was analysed is still
+reported.
 
 Exit status: 0 on success, 1 when the input, the configuration or an output
 cannot be used, 2 on a bad command line.
@@ -140,8 +163,9 @@ long long parseInteger(const std::string& option, const std::string& text, long 
     throw UsageError(option + ": '" + text + "' is not a whole number");
   if (v < min || v > max)
     throw UsageError(option + ": " + text + " is out of range: give a whole number " +
-                     (max >= INT_MAX ? "of at least " + std::to_string(min)
-                                     : "from " + std::to_string(min) + " to " + std::to_string(max)));
+                     (max >= INT_MAX
+                          ? "of at least " + std::to_string(min)
+                          : "from " + std::to_string(min) + " to " + std::to_string(max)));
   return v;
 }
 
@@ -162,6 +186,17 @@ std::pair<std::string, std::string> splitPair(const std::string& option, const s
   return {text.substr(0, colon), text.substr(colon + 1)};
 }
 
+// "WxH" with even sides from 2 to `max`, as 4:2:0 needs.
+std::pair<int, int> parseSize(const std::string& option, const std::string& text, int max) {
+  const size_t x = text.find('x');
+  if (x == std::string::npos) throw UsageError(option + ": '" + text + "' is not WxH (320x240)");
+  const int w = static_cast<int>(parseInteger(option, text.substr(0, x), 2, max));
+  const int h = static_cast<int>(parseInteger(option, text.substr(x + 1), 2, max));
+  if (w % 2 != 0 || h % 2 != 0)
+    throw UsageError(option + ": width and height must be even (4:2:0 chroma)");
+  return {w, h};
+}
+
 // Called with the option's name and its value.
 using OptionHandler = std::function<void(const std::string&, const std::string&)>;
 
@@ -171,15 +206,28 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
       {"--config", [&](auto&, auto& v) { o.configPath = v; }},
       {"--motion-res",
        [&](auto& opt, auto& v) {
-         const size_t x = v.find('x');
-         if (x == std::string::npos) throw UsageError(opt + ": '" + v + "' is not WxH (320x240)");
-         o.motionWidth = static_cast<int>(parseInteger(opt, v.substr(0, x), 2, 4096));
-         o.motionHeight = static_cast<int>(parseInteger(opt, v.substr(x + 1), 2, 4096));
+         std::tie(o.motionWidth, o.motionHeight) = parseSize(opt, v, 4096);
+       }},
+      {"--raw",
+       [&](auto& opt, auto& v) { std::tie(o.rawWidth, o.rawHeight) = parseSize(opt, v, 1 << 16); }},
+      {"--row-stride",
+       [&](auto& opt, auto& v) {
+         const size_t colon = v.find(':');
+         o.rowStride = static_cast<int>(parseInteger(opt, v.substr(0, colon), 2, 1 << 20));
+         if (colon != std::string::npos)
+           o.chromaRowStride = static_cast<int>(parseInteger(opt, v.substr(colon + 1), 1, 1 << 20));
+       }},
+      {"--camera-log", [&](auto&, auto& v) { o.cameraLog = v; }},
+      {"--hold-first",
+       [&](auto& opt, auto& v) {
+         o.holdFirst = true;
+         o.holdFirstSpan = parseTime(opt, v);
        }},
       {"--layout",
        [&](auto& opt, auto& v) {
          try {
            o.layout = hdsml::parseLayout(v);
+           o.layoutGiven = true;
          } catch (const std::invalid_argument& e) {
            throw UsageError(opt + ": " + e.what());
          }
@@ -309,8 +357,10 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
   o.input = positional[0];
   if (!o.configPath.empty() && o.motionWidth > 0)
     throw UsageError("--config and --motion-res exclude each other");
-  if (o.motionWidth % 2 != 0 || o.motionHeight % 2 != 0)
-    throw UsageError("--motion-res: width and height must be even (4:2:0 chroma)");
+  if (o.rowStride > 0 && o.rawWidth == 0)
+    throw UsageError("--row-stride describes the rows of a camera dump: give --raw WxH too");
+  if (o.rowStride > 0 && o.rowPadding > 0)
+    throw UsageError("--row-stride and --row-padding exclude each other");
   return o;
 }
 

@@ -22,22 +22,29 @@ enum class Pace { Lockstep, Realtime, Free };
 const char* paceName(Pace pace);
 
 struct ReplayOptions {
-  std::string input;       // video file or folder of images
+  std::string input;       // video file, folder of images, or camera dump
   std::string configPath;  // empty: the default configuration
   int motionWidth = 0;     // 0: as the configuration says
   int motionHeight = 0;
   hdsml::YuvLayout layout = hdsml::YuvLayout::NV21;
+  bool layoutGiven = false;  // else a camera dump's name may say its layout
   int rowPadding = 0;
-  double fps = 0.0;         // 0: the video's own rate
-  int exposure = 10000000;  // camera_metadata::exposureTime handed with every frame
+  int rawWidth = 0, rawHeight = 0;  // --raw: the input is a camera dump of frames this size
+  int rowStride = 0;                // 0: rows padded by rowPadding
+  int chromaRowStride = 0;          // 0: as the layout usually has it
+  std::string cameraLog;            // empty: the one beside a dump, if any
+  double fps = 0.0;                 // 0: the video's own rate
+  int exposure = 10000000;          // camera_metadata::exposureTime handed with every frame
   StateScript states = StateScript::parse("0:DETECT_MOTION");
   long long absenceMs = -1;  // -1: leave the library's threshold alone
   Pace pace = Pace::Lockstep;
   double waitMs = 2000.0;  // lockstep: longest wait for one frame's analysis
   long maxFrames = -1;     // -1: the whole input
+  bool holdFirst = false;
+  TimeSpec holdFirstSpan;
   bool holdLast = false;
   TimeSpec holdSpan;
-  double noiseSigma = 2.0;  // sensor noise on the still tail
+  double noiseSigma = 2.0;  // sensor noise on held frames
   bool brightnessRamp = false;
   double rampFrom = 1.0, rampTo = 1.0;
   bool exposureStep = false;

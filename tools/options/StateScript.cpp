@@ -67,8 +67,12 @@ StateScript StateScript::parse(const std::string& text) {
 }
 
 std::vector<StateScript::Change> StateScript::resolve(double fps) const {
+  return resolve(FrameClock(fps));
+}
+
+std::vector<StateScript::Change> StateScript::resolve(const FrameClock& clock) const {
   std::vector<Change> changes;
-  for (const Step& step : steps_) changes.push_back({step.at.frameIndex(fps), step.stateName});
+  for (const Step& step : steps_) changes.push_back({step.at.frameIndex(clock), step.stateName});
   std::stable_sort(changes.begin(), changes.end(),
                    [](const Change& a, const Change& b) { return a.frame < b.frame; });
   std::vector<Change> merged;

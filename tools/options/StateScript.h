@@ -1,6 +1,6 @@
 // The detection-state script of a replay, e.g. "0:DETECT_MOTION,30s:DETECT_ABSENCE":
 // which state name the tool hands to stateChange() and from which frame on.
-// Parsed from the command line, then resolved against the frame rate. Plain value.
+// Parsed from the command line, then resolved against the replay's clock. Plain value.
 #pragma once
 
 #include <string>
@@ -30,6 +30,7 @@ class StateScript {
   // about frame 0 the replay starts in DETECT_MOTION there. Of several entries
   // that land on one frame the last one counts.
   std::vector<Change> resolve(double fps) const;
+  std::vector<Change> resolve(const FrameClock& clock) const;
 
   const std::vector<Step>& steps() const { return steps_; }
 

@@ -41,13 +41,14 @@ long long frameTimestampMs(long index, double fps) {
   return std::llround(static_cast<double>(index) * 1000.0 / fps);
 }
 
-long TimeSpec::frameIndex(double fps) const {
-  if (isFrames) return static_cast<long>(value);
-  // Start from the estimate and correct for the rounding of the timestamps.
-  long index = static_cast<long>(std::floor(value * fps / 1000.0));
-  while (index > 0 && frameTimestampMs(index - 1, fps) >= value) --index;
-  while (frameTimestampMs(index, fps) < value) ++index;
-  return index;
+long TimeSpec::frameIndex(double fps) const { return frameIndex(FrameClock(fps)); }
+
+long TimeSpec::frameIndex(const FrameClock& clock) const {
+  return isFrames ? static_cast<long>(value) : clock.frameAt(value);
+}
+
+double TimeSpec::ms(const FrameClock& clock) const {
+  return isFrames ? static_cast<double>(clock.relativeMs(static_cast<long>(value))) : value;
 }
 
 long TimeSpec::frameCount(double fps) const {

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "tools/options/FrameClock.h"
+
 namespace hdsreplay {
 
 struct TimeSpec {
@@ -16,8 +18,11 @@ struct TimeSpec {
 
   // Index of the first frame whose timestamp is at or after this point.
   long frameIndex(double fps) const;
+  long frameIndex(const FrameClock& clock) const;
   // Number of frames this span covers at `fps` (rounded to the nearest frame).
   long frameCount(double fps) const;
+  // Milliseconds from the first frame to this point.
+  double ms(const FrameClock& clock) const;
 };
 
 // Timestamp, in milliseconds, that the replay gives frame `index` at `fps`.

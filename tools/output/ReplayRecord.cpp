@@ -16,4 +16,14 @@ const char* statusName(int status) {
   return "?";
 }
 
+std::vector<ReplayRecord> fromFirstFrame(std::vector<ReplayRecord> records) {
+  if (records.empty() || records.front().timestampMs == 0) return records;
+  const int64_t start = records.front().timestampMs;
+  for (ReplayRecord& r : records) {
+    r.timestampMs -= start;
+    r.reportTimestampMs -= start;
+  }
+  return records;
+}
+
 }  // namespace hdsreplay

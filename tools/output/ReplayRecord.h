@@ -20,6 +20,7 @@ struct ReplayRecord {
   long frame = 0;
   int64_t timestampMs = 0;
   int state = 0;           // 0 DETECT_MOTION, 1 DETECT_PRESENCE, 2 DETECT_ABSENCE
+  bool stillLead = false;  // the input's first frame, held before it
   bool stillTail = false;  // a repeat of the last input frame
 
   // The facade's fields right after detect() returned: the host's view, which
@@ -51,5 +52,9 @@ struct ReplayRecord {
 
   double detectUs = 0.0;  // wall time of the detect() call
 };
+
+// The records with every timestamp counted from the first frame's, as the
+// summary and the pictures show times; the same records when the first is 0.
+std::vector<ReplayRecord> fromFirstFrame(std::vector<ReplayRecord> records);
 
 }  // namespace hdsreplay

@@ -48,8 +48,9 @@ std::vector<StaleRun> collectStaleRuns(const std::vector<ReplayRecord>& records)
   return runs;
 }
 
-ReplaySummary ReplaySummary::compute(const std::vector<ReplayRecord>& records, long framesRead,
+ReplaySummary ReplaySummary::compute(const std::vector<ReplayRecord>& replayed, long framesRead,
                                      double runSeconds) {
+  const std::vector<ReplayRecord> records = fromFirstFrame(replayed);
   ReplaySummary s;
   s.framesRead = framesRead;
   s.handedOver = static_cast<long>(records.size());
@@ -57,6 +58,7 @@ ReplaySummary ReplaySummary::compute(const std::vector<ReplayRecord>& records, l
   std::vector<double> times;
   times.reserve(records.size());
   for (const ReplayRecord& r : records) {
+    if (r.stillLead) ++s.leadFrames;
     if (r.stillTail) ++s.tailFrames;
     if (r.processed) ++s.processed;
     if (r.dropped) ++s.dropped;
@@ -105,9 +107,14 @@ std::string ReplaySummary::format() const {
   char buf[256];
   std::snprintf(buf, sizeof buf, "%ld", framesRead);
   out += line("frames read", buf);
-  std::snprintf(
-      buf, sizeof buf, "%ld%s", handedOver,
-      tailFrames ? (" (" + std::to_string(tailFrames) + " of them the still tail)").c_str() : "");
+  std::string held;
+  if (leadFrames) held = std::to_string(leadFrames) + " held before the input";
+  if (tailFrames)
+    held += (held.empty() ? std::to_string(tailFrames) + " of them"
+                          : ", " + std::to_string(tailFrames)) +
+            " the still tail";
+  std::snprintf(buf, sizeof buf, "%ld%s", handedOver,
+                held.empty() ? "" : (" (" + held + ")").c_str());
   out += line("handed over", buf);
   std::snprintf(buf, sizeof buf, "%ld", processed);
   out += line("processed", buf);

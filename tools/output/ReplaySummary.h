@@ -35,6 +35,7 @@ std::vector<StaleRun> collectStaleRuns(const std::vector<ReplayRecord>& records)
 
 struct ReplaySummary {
   long framesRead = 0;  // from the input, without the still tail
+  long leadFrames = 0;  // the first frame held before the input
   long tailFrames = 0;
   long handedOver = 0;
   long processed = 0;

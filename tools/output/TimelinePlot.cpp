@@ -163,7 +163,7 @@ class TimelinePainter {
   void drawScoreBackground() {
     for (size_t i = 0; i < records_.size(); ++i) {
       const auto [x0, x1] = frameSpan(i);
-      if (records_[i].stillTail)
+      if (records_[i].stillLead || records_[i].stillTail)
         cv::rectangle(img_, cv::Rect(x0, kScoreTop, x1 - x0, kScoreH), kTail, cv::FILLED);
       if (records_[i].processed && records_[i].motionDetected)
         cv::rectangle(img_, cv::Rect(x0, scoreY(1.0), x1 - x0, kScoreBottom - scoreY(1.0)),
@@ -398,7 +398,7 @@ class TimelinePainter {
     legendItem(img_, lx, ly, kMotion, "stale status", true);
     legendItem(img_, lx, ly, kAbsence, "absence reported");
     legendItem(img_, lx, ly, kMotionPale, "filter says motion");
-    legendItem(img_, lx, ly, kTail, "still tail");
+    legendItem(img_, lx, ly, kTail, "held frame");
   }
 
   const std::vector<ReplayRecord>& records_;
@@ -421,7 +421,8 @@ double niceTickStep(double span, int target) {
 }
 
 cv::Mat renderTimeline(const std::vector<ReplayRecord>& records, const TimelineInfo& info) {
-  return TimelinePainter(records, info).paint();
+  const std::vector<ReplayRecord> fromStart = fromFirstFrame(records);
+  return TimelinePainter(fromStart, info).paint();
 }
 
 }  // namespace hdsreplay
