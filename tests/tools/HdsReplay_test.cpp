@@ -72,12 +72,12 @@ class HdsReplayTest : public ::testing::Test {
   // A lockstep replay of the generated clip, `args` added: motion first, absence
   // from 3 s, a still tail of 6 s and an absence threshold of 2 s.
   static RunResult replayClip(std::vector<std::string> args = {}, const char* input = "clip") {
-    for (const char* a :
-         {"--fps", "10", "--motion-res", "160x120", "--states", "0:DETECT_MOTION,3s:DETECT_ABSENCE",
-          "--absence-ms", "2000", "--hold-last", "6s", "--no-progress", "--csv"})
-      args.push_back(a);
+    // The defaults first, so that `args` may override them.
+    args.insert(args.begin(), {"--fps", "10", "--motion-res", "160x120", "--states",
+                               "0:DETECT_MOTION,3s:DETECT_ABSENCE", "--absence-ms", "2000",
+                               "--hold-last", "6s", "--no-progress", "--csv", path("clip.csv")});
     fs::remove(path("clip.csv"));
-    args.insert(args.end(), {path("clip.csv"), path(input)});
+    args.push_back(path(input));
     RunResult r = run(args);
     EXPECT_EQ(r.status, 0) << r.err;
     std::vector<std::string> header;
@@ -149,6 +149,36 @@ TEST_F(HdsReplayTest, ClipReportsMotionThenAbsenceAtThresholdInEveryLayoutAndWri
   EXPECT_EQ(replayClip({"--layout", "nv12", "--row-padding", "24"}).rows, r.rows);
   EXPECT_EQ(replayClip({"--layout", "i420", "--row-padding", "7"}).rows, r.rows);
   EXPECT_EQ(replayClip({}, "clip.avi").rows.size(), r.rows.size());
+}
+
+TEST_F(HdsReplayTest, ScoresAgainstATruthWhoseMotionStartsAtAKnownFrame) {
+  // The clip's first frame held for 2 s, then its square moving from frame 21
+  // (the input's second frame) to the end at 6 s, then still again.
+  std::ofstream(path("truth.csv")) << "start,end,label\n2s,6s,moving\n";
+  const RunResult r =
+      replayClip({"--hold-first", "2s", "--states", "0:motion,5s:absence", "--truth",
+                  path("truth.csv"), "--scores", path("scores.json"), "--plot", path("truth.png")});
+  long long firstMotion = -1, firstAbsence = -1;
+  for (const Row& row : r.rows) {
+    const long long ts = std::stoll(row.at("timestamp_ms"));
+    if (row.at("new_report") != "1") continue;
+    if (row.at("status") == "0" && firstMotion < 0) firstMotion = ts;
+    if (row.at("status") == "2" && firstAbsence < 0) firstAbsence = ts;
+  }
+  // Ten votes of twelve: the tenth moving frame, 2.1 s + 0.9 s, is reported.
+  EXPECT_EQ(firstMotion, 3000);
+  const std::string json = slurp(path("scores.json"));
+  EXPECT_NE(json.find("\"latency_s\": 1.000}"), std::string::npos) << json;
+  EXPECT_NE(json.find("\"false_reports\": 0,"), std::string::npos);
+  // Absence: from the end of the moving interval to the first absence report.
+  EXPECT_NE(json.find(cv::format("\"absence_latency_s\": %.3f,", (firstAbsence - 6000) / 1e3)),
+            std::string::npos)
+      << firstAbsence << json;
+  EXPECT_NE(json.find("\"absence_errors\": 0,"), std::string::npos);
+  EXPECT_NE(r.out.find("moving            2.0 s to 6.0 s: motion reported after 1.0 s"),
+            std::string::npos)
+      << r.out;
+  EXPECT_GT(cv::imread(path("truth.png")).rows, cv::imread(path("timeline.png")).rows);  // + truth
 }
 
 TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {

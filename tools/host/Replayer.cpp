@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -13,6 +14,8 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/support/YuvFrame.h"
+#include "tools/evaluation/Scores.h"
+#include "tools/evaluation/Truth.h"
 #include "tools/host/ConfigFile.h"
 #include "tools/host/Facade.h"
 #include "tools/host/FrameLog.h"
@@ -50,6 +53,13 @@ std::optional<RawGeometry> rawGeometry(const ReplayOptions& o) {
   } catch (const std::invalid_argument& e) {
     throw std::runtime_error(std::string("--row-stride: ") + e.what());
   }
+}
+
+void writeText(const std::string& path, const std::string& text, const char* what) {
+  std::ofstream out(path);
+  out << text;
+  out.close();
+  if (!out) throw std::runtime_error(std::string("cannot write ") + what + " '" + path + "'");
 }
 
 void warnUnreached(const ReplayPlan& plan, long total) {
@@ -104,6 +114,11 @@ int Replayer::run() {
       planReplay(o, input.source().frameCount(), fps,
                  cameraLog.empty() ? std::nullopt : std::optional(CameraLog::load(cameraLog)));
 
+  const std::optional<Truth> truth =
+      o.truthPath.empty() ? std::nullopt : std::optional(Truth::load(o.truthPath));
+  const std::vector<TruthSpan> spans =
+      truth ? truth->resolve(plan.clock) : std::vector<TruthSpan>();
+
   // Outputs are opened before the replay so that a bad path fails at once.
   std::unique_ptr<CsvWriter> csv;
   if (!o.csvPath.empty()) csv = std::make_unique<CsvWriter>(o.csvPath);
@@ -148,10 +163,25 @@ int Replayer::run() {
   facts.motionRes = motionRes;
   facts.absenceThresholdMs = absenceThresholdMs;
   facts.framesRead = input.framesRead();
-  if (!o.plotPath.empty()) writeTimeline(o.plotPath, log.records(), timelineInfo(o, plan, facts));
+  std::optional<Scores> scores;
+  if (truth) {
+    scores = Scores::compute(log.records(), spans, static_cast<double>(absenceThresholdMs),
+                             o.toleranceFrames);
+    scores->truthPath = o.truthPath;
+    if (!o.scoresPath.empty()) writeText(o.scoresPath, scores->json(), "scores");
+  }
+  if (!o.plotPath.empty()) {
+    TimelineInfo info = timelineInfo(o, plan, facts);
+    if (scores) {
+      info.truth = scores->marks();
+      info.falseMotionMs = scores->falseMotionMs;
+    }
+    writeTimeline(o.plotPath, log.records(), info);
+  }
   log.writeSheet();
   printSummary(o, summaryHeader(o, plan, facts),
-               ReplaySummary::compute(log.records(), input.framesRead(), runSeconds));
+               ReplaySummary::compute(log.records(), input.framesRead(), runSeconds),
+               scores ? scores->format() : std::string());
   return 0;
 }
 

@@ -70,11 +70,14 @@ void writeTimeline(const std::string& path, const std::vector<ReplayRecord>& rec
     throw std::runtime_error("cannot write timeline '" + path + "'");
 }
 
-void printSummary(const ReplayOptions& o, const std::string& header, const ReplaySummary& summary) {
+void printSummary(const ReplayOptions& o, const std::string& header, const ReplaySummary& summary,
+                  const std::string& scores) {
   std::fputs(header.c_str(), stdout);
   std::fputs(summary.format().c_str(), stdout);
+  std::fputs(scores.c_str(), stdout);
   for (const auto& [path, what] : std::vector<std::pair<std::string, const char*>>{
            {o.csvPath, "CSV"},
+           {o.scoresPath, "scores"},
            {o.plotPath, "timeline"},
            {o.annotatePath, "annotated frames"},
            {o.sheetPath, "contact sheet"},

@@ -34,7 +34,8 @@ TimelineInfo timelineInfo(const ReplayOptions& options, const ReplayPlan& plan,
 // Throws std::runtime_error when the picture cannot be written.
 void writeTimeline(const std::string& path, const std::vector<ReplayRecord>& records,
                    const TimelineInfo& info);
+// `scores`: the truth's lines, printed after the summary's own.
 void printSummary(const ReplayOptions& options, const std::string& header,
-                  const ReplaySummary& summary);
+                  const ReplaySummary& summary, const std::string& scores);
 
 }  // namespace hdsreplay

@@ -99,6 +99,23 @@ Held frames and input probes (times count from the first frame handed over)
   On a camera dump the probes work on the YUV samples: the gain scales luma and
   the chroma's distance from grey, the infrared switch makes the chroma grey.
 
+Truth and scores
+  --truth FILE          CSV of what really happened: a header start,end,label,note
+                        and one interval a row, e.g. "10s,89.5s,moving,walk-in";
+                        label moving (someone there) or nuisance (motion that must
+                        not count: leaves, a screen). Scores the replay: for each
+                        moving interval that begins in DETECT_MOTION the time to
+                        the first motion report, or a miss; false motion (reports
+                        and seconds of filtered motion outside moving intervals);
+                        the time from the end of the last moving interval to the
+                        first absence report; absence reported while something
+                        moves. Printed, drawn as a band on the timeline
+  --tolerance N         frames after a moving interval in which motion is not
+                        false (default 16: the ring compares each frame with the
+                        one 14 frames back, and the filter holds 10 of its 12
+                        votes for two more)
+  --scores FILE         the scores as JSON
+
 Output
   --csv FILE            one row per frame: frame, timestamp_ms, state, status,
                         status_name, confidence, report_ts, motion_detected,
@@ -218,6 +235,12 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
            o.chromaRowStride = static_cast<int>(parseInteger(opt, v.substr(colon + 1), 1, 1 << 20));
        }},
       {"--camera-log", [&](auto&, auto& v) { o.cameraLog = v; }},
+      {"--truth", [&](auto&, auto& v) { o.truthPath = v; }},
+      {"--tolerance",
+       [&](auto& opt, auto& v) {
+         o.toleranceFrames = static_cast<int>(parseInteger(opt, v, 0, 10000));
+       }},
+      {"--scores", [&](auto&, auto& v) { o.scoresPath = v; }},
       {"--hold-first",
        [&](auto& opt, auto& v) {
          o.holdFirst = true;
@@ -357,6 +380,8 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
   o.input = positional[0];
   if (!o.configPath.empty() && o.motionWidth > 0)
     throw UsageError("--config and --motion-res exclude each other");
+  if (!o.scoresPath.empty() && o.truthPath.empty())
+    throw UsageError("--scores needs a --truth file to score against");
   if (o.rowStride > 0 && o.rawWidth == 0)
     throw UsageError("--row-stride describes the rows of a camera dump: give --raw WxH too");
   if (o.rowStride > 0 && o.rowPadding > 0)

@@ -13,6 +13,11 @@
 
 namespace hdsreplay {
 
+// Frames after a moving interval of the truth in which motion is not false:
+// the ring compares each frame with the one 14 frames back, and the vote filter
+// then holds 10 of its 12 votes for two more frames.
+constexpr int kDefaultToleranceFrames = 16;
+
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -52,6 +57,9 @@ struct ReplayOptions {
   double stepFactor = 1.0;
   bool grayscale = false;
   TimeSpec grayscaleAt;
+  std::string truthPath;  // intervals of what really moved; empty: no scores
+  int toleranceFrames = kDefaultToleranceFrames;
+  std::string scoresPath;  // the scores as JSON
   std::string csvPath;
   std::string plotPath;
   std::string annotatePath;  // .mp4/.avi/.mkv: a video; anything else: a folder of PNGs

@@ -13,17 +13,10 @@ namespace hdsreplay {
 
 namespace {
 
-// Colours (BGR).
-const cv::Scalar kInk(40, 40, 40);
-const cv::Scalar kMuted(110, 110, 110);
-const cv::Scalar kGrid(228, 228, 228);
-const cv::Scalar kFrame(170, 170, 170);
+using namespace drawing;
+
 const cv::Scalar kScore(120, 60, 20);
 const cv::Scalar kThreshold(50, 50, 210);
-const cv::Scalar kMotion(40, 110, 235);
-const cv::Scalar kMotionPale(205, 225, 252);
-const cv::Scalar kAbsence(190, 120, 30);
-const cv::Scalar kNone(215, 215, 215);
 const cv::Scalar kVoteYes(90, 90, 90);
 const cv::Scalar kVoteNo(232, 232, 232);
 const cv::Scalar kAnalysed(140, 195, 140);
@@ -32,87 +25,16 @@ const cv::Scalar kTail(244, 244, 244);
 const cv::Scalar kStateColour[3] = {cv::Scalar(190, 230, 190), cv::Scalar(225, 200, 230),
                                     cv::Scalar(240, 215, 180)};
 
-const int kFont = cv::FONT_HERSHEY_SIMPLEX;
-
-enum class Align { Left, Centre, Right };
-
-// Draws `text` with its baseline at y; returns its width.
-int text(cv::Mat& img, const std::string& s, int x, int y, double scale, const cv::Scalar& colour,
-         Align align = Align::Left, int thickness = 1, int font = kFont) {
-  int baseline = 0;
-  const cv::Size size = cv::getTextSize(s, font, scale, thickness, &baseline);
-  if (align == Align::Centre) x -= size.width / 2;
-  if (align == Align::Right) x -= size.width;
-  cv::putText(img, s, cv::Point(x, y), font, scale, colour, thickness, cv::LINE_AA);
-  return size.width;
-}
-
-int textWidth(const std::string& s, double scale, int thickness = 1) {
-  int baseline = 0;
-  return cv::getTextSize(s, kFont, scale, thickness, &baseline).width;
-}
-
-void dashedLine(cv::Mat& img, cv::Point a, cv::Point b, const cv::Scalar& colour, int thickness,
-                int dash = 8, int gap = 6) {
-  const double len = std::hypot(b.x - a.x, b.y - a.y);
-  if (len <= 0) return;
-  const double dx = (b.x - a.x) / len, dy = (b.y - a.y) / len;
-  for (double s = 0; s < len; s += dash + gap) {
-    const double e = std::min(len, s + dash);
-    cv::line(img, cv::Point(cvRound(a.x + dx * s), cvRound(a.y + dy * s)),
-             cv::Point(cvRound(a.x + dx * e), cvRound(a.y + dy * e)), colour, thickness,
-             cv::LINE_AA);
-  }
-}
-
-std::string formatSeconds(double s) {
-  char buf[32];
-  if (std::fabs(s - std::round(s)) < 1e-9)
-    std::snprintf(buf, sizeof buf, "%.0f", s);
-  else
-    std::snprintf(buf, sizeof buf, "%.1f", s);
-  return buf;
-}
-
-// `colour` mixed with white: the background of a stale status.
-cv::Scalar pale(const cv::Scalar& colour) { return colour * 0.35 + cv::Scalar::all(255 * 0.65); }
-
-// A stale status: the status colour, pale, with diagonal stripes of it.
-void hatch(cv::Mat& img, const cv::Rect& where, const cv::Scalar& colour) {
-  const cv::Rect r = where & cv::Rect(0, 0, img.cols, img.rows);
-  if (r.empty()) return;
-  cv::Mat roi = img(r);
-  roi.setTo(pale(colour));
-  for (int x = -r.height - ((r.x + r.height) % 8); x < r.width; x += 8)
-    cv::line(roi, cv::Point(x, r.height), cv::Point(x + r.height, 0), colour, 2, cv::LINE_AA);
-}
-
-void legendItem(cv::Mat& img, int& x, int y, const cv::Scalar& colour, const std::string& label,
-                bool stale = false) {
-  if (stale)
-    hatch(img, cv::Rect(x, y - 11, 14, 14), colour);
-  else
-    cv::rectangle(img, cv::Rect(x, y - 11, 14, 14), colour, cv::FILLED);
-  cv::rectangle(img, cv::Rect(x, y - 11, 14, 14), kFrame, 1);
-  x += 20;
-  x += text(img, label, x, y, 0.5, kInk) + 22;
-}
-
-// Layout: a score panel on top, five bands under it, the time axis, the legend.
-// Only the width follows the caller; every height is fixed.
+// Layout: a score panel on top, the bands under it (the truth first, when
+// there is one), the time axis, the legend. Only the width follows the caller.
 constexpr int kLeft = 110, kRight = 40;
 constexpr int kScoreTop = 112, kScoreH = 250, kScoreBottom = kScoreTop + kScoreH;
 constexpr int kBandH = 24, kBandGap = 8, kBandCount = 5;
 constexpr int kBandsTop = kScoreBottom + 20;
-constexpr int kBandsBottom = kBandsTop + kBandCount * (kBandH + kBandGap) - kBandGap;
 constexpr int kAxisH = 58, kLegendH = 34;
-constexpr int kHeight = kBandsBottom + kAxisH + kLegendH;
 
 enum Band { kVoteBand, kAnalysedBand, kReportsBand, kStatusBand, kStateBand };
 const char* const kBandLabels[kBandCount] = {"vote", "analysed", "reports", "status", "state"};
-
-// Baseline of a band's label and of the names written inside it.
-int bandBaseline(int band) { return kBandsTop + band * (kBandH + kBandGap) + 17; }
 
 // Paints one timeline, layer by layer, back to front. x runs from time 0 to the
 // end of the last frame, y from score 0 to 1.
@@ -124,7 +46,10 @@ class TimelinePainter {
         width_(std::max(info.width, 600)),
         plotW_(width_ - kLeft - kRight),
         endMs_(records.empty() ? 1000.0 : records.back().timestampMs + 1000.0 / info.fps),
-        img_(kHeight, width_, CV_8UC3, cv::Scalar(255, 255, 255)) {}
+        firstRow_(info.truth.empty() ? 0 : 1),
+        bandsBottom_(kBandsTop + (kBandCount + firstRow_) * (kBandH + kBandGap) - kBandGap),
+        height_(bandsBottom_ + kAxisH + kLegendH * (info.truth.empty() ? 1 : 2)),
+        img_(height_, width_, CV_8UC3, cv::Scalar(255, 255, 255)) {}
 
   cv::Mat paint() {
     text(img_, info_.title, kLeft, 34, 0.8, kInk, Align::Left, 2, cv::FONT_HERSHEY_DUPLEX);
@@ -155,9 +80,13 @@ class TimelinePainter {
                                            : timeX(endMs_);
     return std::make_pair(x0, std::max(x1, x0 + 1));
   }
-  cv::Rect bandRect(int band, int x0, int x1) const {
-    return cv::Rect(x0, kBandsTop + band * (kBandH + kBandGap), x1 - x0, kBandH);
+  // Bands by row: the truth's is row 0 when there is one; the others follow.
+  cv::Rect rowRect(int row, int x0, int x1) const {
+    return cv::Rect(x0, kBandsTop + row * (kBandH + kBandGap), x1 - x0, kBandH);
   }
+  cv::Rect bandRect(int band, int x0, int x1) const { return rowRect(band + firstRow_, x0, x1); }
+  // Baseline of a band's label and of the names written inside it.
+  int bandBaseline(int band) const { return rowRect(band + firstRow_, 0, 1).y + 17; }
 
   // The still tail, and frames on which the filter said motion.
   void drawScoreBackground() {
@@ -191,10 +120,10 @@ class TimelinePainter {
     for (double t = 0; t * 1000.0 <= endMs_ + 1e-6; t += tickS) {
       const int x = timeX(t * 1000.0);
       cv::line(img_, cv::Point(x, kScoreTop), cv::Point(x, kScoreBottom), kGrid, 1);
-      cv::line(img_, cv::Point(x, kBandsBottom + 4), cv::Point(x, kBandsBottom + 10), kMuted, 1);
-      text(img_, formatSeconds(t), x, kBandsBottom + 28, 0.5, kInk, Align::Centre);
+      cv::line(img_, cv::Point(x, bandsBottom_ + 4), cv::Point(x, bandsBottom_ + 10), kMuted, 1);
+      text(img_, formatSeconds(t), x, bandsBottom_ + 28, 0.5, kInk, Align::Centre);
     }
-    text(img_, "time (s)", kLeft + plotW_ / 2, kBandsBottom + 52, 0.55, kInk, Align::Centre);
+    text(img_, "time (s)", kLeft + plotW_ / 2, bandsBottom_ + 52, 0.55, kInk, Align::Centre);
   }
 
   // Events (still tail, probes) as labelled dashed lines.
@@ -262,7 +191,7 @@ class TimelinePainter {
   // A line at the report; with a motion before it, a span back to that motion.
   void markAbsence(int64_t reportMs, int64_t lastMotionMs, int labelRow) {
     const int x = timeX(static_cast<double>(reportMs));
-    cv::line(img_, cv::Point(x, kScoreTop), cv::Point(x, kBandsBottom), kAbsence, 2, cv::LINE_AA);
+    cv::line(img_, cv::Point(x, kScoreTop), cv::Point(x, bandsBottom_), kAbsence, 2, cv::LINE_AA);
     char buf[96];
     std::snprintf(buf, sizeof buf, "absence reported at %.1f s", reportMs / 1000.0);
     const std::string label = buf;
@@ -291,7 +220,15 @@ class TimelinePainter {
     for (int b = 0; b < kBandCount; ++b)
       text(img_, kBandLabels[b], kLeft - 10, bandBaseline(b), 0.5, kInk, Align::Right);
     fillFrameBands();
-    hatchStaleRuns();
+    statusBand(
+        img_, bandRect(kStatusBand, kLeft, kLeft + plotW_), [this](double ms) { return timeX(ms); },
+        records_, endMs_);
+    if (!info_.truth.empty()) {
+      text(img_, "truth", kLeft - 10, rowRect(0, 0, 1).y + 17, 0.5, kInk, Align::Right);
+      truthBand(
+          img_, rowRect(0, kLeft, kLeft + plotW_), [this](double ms) { return timeX(ms); },
+          info_.truth, info_.falseMotionMs);
+    }
     // Every report the host saw, as a tick.
     for (const Report& rep : reports) {
       const int x = timeX(static_cast<double>(rep.timestampMs));
@@ -316,27 +253,8 @@ class TimelinePainter {
       if (r.processed || r.dropped)
         cv::rectangle(img_, bandRect(kAnalysedBand, x0, x1), r.processed ? kAnalysed : kDropped,
                       cv::FILLED);
-      const cv::Scalar statusColour =
-          r.status == kStatusMotion ? kMotion : (r.status == kStatusAbsence ? kAbsence : kNone);
-      cv::rectangle(img_, bandRect(kStatusBand, x0, x1), statusColour, cv::FILLED);
       cv::rectangle(img_, bandRect(kStateBand, x0, x1),
                     kStateColour[std::min(2, std::max(0, r.state))], cv::FILLED);
-    }
-  }
-
-  // A stale status (decided before the last state change) is hatched, run by
-  // run so that the stripes continue across frames.
-  void hatchStaleRuns() {
-    for (size_t i = 0; i < records_.size(); ++i) {
-      if (records_[i].fresh) continue;
-      size_t end = i;
-      while (end + 1 < records_.size() && !records_[end + 1].fresh &&
-             records_[end + 1].status == records_[i].status)
-        ++end;
-      const int status = records_[i].status;
-      hatch(img_, bandRect(kStatusBand, frameSpan(i).first, frameSpan(end).second),
-            status == kStatusMotion ? kMotion : (status == kStatusAbsence ? kAbsence : kNone));
-      i = end;
     }
   }
 
@@ -390,7 +308,7 @@ class TimelinePainter {
 
   void drawLegend() {
     int lx = kLeft;
-    const int ly = kHeight - 14;
+    const int ly = height_ - 14 - (info_.truth.empty() ? 0 : kLegendH);
     legendItem(img_, lx, ly, kVoteYes, "vote: regions found");
     legendItem(img_, lx, ly, kAnalysed, "analysed");
     legendItem(img_, lx, ly, kDropped, "dropped");
@@ -399,6 +317,11 @@ class TimelinePainter {
     legendItem(img_, lx, ly, kAbsence, "absence reported");
     legendItem(img_, lx, ly, kMotionPale, "filter says motion");
     legendItem(img_, lx, ly, kTail, "held frame");
+    if (info_.truth.empty()) return;
+    lx = kLeft;
+    legendItem(img_, lx, ly + kLegendH, kMoving, "truth: moving");
+    legendItem(img_, lx, ly + kLegendH, kNuisance, "nuisance", true);
+    legendItem(img_, lx, ly + kLegendH, kFalse, "missed, or false motion (ticks)");
   }
 
   const std::vector<ReplayRecord>& records_;
@@ -406,19 +329,13 @@ class TimelinePainter {
   const int width_;
   const int plotW_;
   const double endMs_;  // end of the last frame
+  const int firstRow_;  // 1 with a truth band above the others
+  const int bandsBottom_;
+  const int height_;
   cv::Mat img_;
 };
 
 }  // namespace
-
-double niceTickStep(double span, int target) {
-  if (span <= 0 || target < 1) return 1.0;
-  const double raw = span / target;
-  const double mag = std::pow(10.0, std::floor(std::log10(raw)));
-  for (double m : {1.0, 2.0, 5.0, 10.0})
-    if (raw <= m * mag) return m * mag;
-  return 10.0 * mag;
-}
 
 cv::Mat renderTimeline(const std::vector<ReplayRecord>& records, const TimelineInfo& info) {
   const std::vector<ReplayRecord> fromStart = fromFirstFrame(records);
