@@ -91,7 +91,8 @@ void truthBand(cv::Mat& img, const cv::Rect& band, const TimeToX& timeX,
       cv::rectangle(img, where, m.missed ? kFalse : kMoving, cv::FILLED);
     else
       hatch(img, where, kNuisance);
-    const std::string label = (m.moving ? "" : "nuisance ") + m.label;
+    const std::string label =
+        m.moving ? m.label : "nuisance" + (m.label.empty() ? "" : ": " + m.label);
     if (textWidth(label, 0.45) + 10 < where.width) {
       if (!m.moving) {
         const int w = textWidth(label, 0.45);
