@@ -219,6 +219,10 @@ TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
   }
   EXPECT_EQ(logged.rows[29].at("window_length"), "12");  // the 31st frame is the first in low light
   EXPECT_EQ(logged.rows[30].at("window_length"), "5");
+  // An exposure given on the command line wins over the log's.
+  const RunResult bright =
+      replayClip({"--raw", "160x120", "--row-padding", "6", "--exposure", "10000000"}, "dumpdir");
+  EXPECT_EQ(bright.rows[30].at("window_length"), "12");
 }
 
 TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {

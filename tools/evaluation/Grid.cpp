@@ -68,18 +68,20 @@ std::string oneDecimal(double v) {
 
 // A setting's scores in one line, for its strip in the picture.
 std::string scoreLine(const Scores& s) {
-  std::string first = "-";
-  for (const IntervalScore& m : s.moving)
-    if (m.scored && m.latencyS) {
-      first = oneDecimal(*m.latencyS);
-      break;
-    }
+  std::string caught = "nothing moves";
+  if (s.scoredIntervals() > 0) {
+    caught = "caught " + std::to_string(s.caught()) + "/" + std::to_string(s.scoredIntervals());
+    for (const IntervalScore& m : s.moving)
+      if (m.scored && m.latencyS) {
+        caught += " in " + oneDecimal(*m.latencyS);
+        break;
+      }
+  }
   const std::string absence =
       !s.absenceAsked ? "-" : (s.absenceLatencyS ? oneDecimal(*s.absenceLatencyS) : "never");
   char buf[200];
-  std::snprintf(buf, sizeof buf, "caught %ld/%ld in %s, false %ld, %.1f s, absence %s", s.caught(),
-                s.scoredIntervals(), first.c_str(), s.falseReports, s.falseMotionS,
-                absence.c_str());
+  std::snprintf(buf, sizeof buf, "%s, false %ld, %.1f s, absence %s", caught.c_str(),
+                s.falseReports, s.falseMotionS, absence.c_str());
   return buf;
 }
 
@@ -169,8 +171,11 @@ int Grid::run() {
   for (size_t i = 0; i < cells.size(); ++i) {
     if (i % settings.size() == 0) {
       const Clip& clip = *cells[i].clip;
-      sections.push_back(
-          {clip.name + (clip.truth.empty() ? "" : "   (truth " + clip.truth + ")"), {}, {}});
+      const std::string truthName = fs::path(clip.truth).filename().string();
+      sections.push_back({clip.name + (clip.truth.empty() ? "" : "   (truth " + truthName + ")"),
+                          !clip.truth.empty(),
+                          {},
+                          {}});
     }
     GridStrip strip;
     rows.push_back(collect(cells[i], jobs[i].status, strip));

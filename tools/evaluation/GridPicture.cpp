@@ -34,7 +34,9 @@ void drawSection(cv::Mat& img, const GridSection& section, int y) {
   text(img, section.title, 20, y + 24, 0.65, kInk, Align::Left, 1, cv::FONT_HERSHEY_DUPLEX);
   y += kHeaderH;
   text(img, "truth", kLeft - 10, y + 16, 0.5, kInk, Align::Right);
-  if (section.truth.empty()) text(img, "no truth file", kLeft + 8, y + 16, 0.45, kMuted);
+  if (section.truth.empty())
+    text(img, section.hasTruth ? "nothing moves" : "no truth file", kLeft + 8, y + 16, 0.45,
+         kMuted);
   truthBand(img, cv::Rect(kLeft, y, plotW, kTruthH), timeX, section.truth, {});
   y += kTruthH + kGap;
   for (const GridStrip& strip : section.strips) {

@@ -24,6 +24,7 @@ struct GridStrip {
 
 struct GridSection {
   std::string title;  // the clip
+  bool hasTruth = false;
   std::vector<drawing::TruthMark> truth;
   std::vector<GridStrip> strips;
 };

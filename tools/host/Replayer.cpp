@@ -79,7 +79,8 @@ void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& foota
     host.enterStates(i, ts);
     const CameraLog::Entry* logged = plan.logged(footage.inputIndex());
     const Host::Metadata metadata{
-        transform.exposure(i, logged && logged->exposureNs ? *logged->exposureNs : o.exposure),
+        transform.exposure(
+            i, logged && logged->exposureNs && !o.exposureGiven ? *logged->exposureNs : o.exposure),
         !footage.held() && logged && logged->lensMoving};
     const SourceFrame& source = footage.frame();
     if (!source.raw) packed = hdsml::packYuv(source.bgr, o.layout, o.rowPadding);

@@ -62,8 +62,9 @@ Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
   --camera-log FILE     CSV of what the device recorded with each frame, with a
                         header: timestamp_ms, exposure_ns, lens_moving (the last
                         two optional). Found by itself beside a dump: NAME.csv
-                        for NAME.nv21, FOLDER/frames.csv for a folder. Overrides
-                        --fps and --exposure for the frames it lists
+                        for NAME.nv21, FOLDER/frames.csv for a folder. Its
+                        timestamps replace --fps; its exposures are used unless
+                        --exposure is given
 
 Detection state
   --states SCRIPT       state changes, e.g. "0:DETECT_MOTION,30s:DETECT_ABSENCE".
@@ -262,6 +263,7 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
       {"--exposure",
        [&](auto& opt, auto& v) {
          o.exposure = static_cast<int>(parseInteger(opt, v, 1, INT_MAX));
+         o.exposureGiven = true;
        }},
       {"--states",
        [&](auto&, auto& v) {

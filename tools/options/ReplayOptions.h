@@ -40,6 +40,7 @@ struct ReplayOptions {
   std::string cameraLog;            // empty: the one beside a dump, if any
   double fps = 0.0;                 // 0: the video's own rate
   int exposure = 10000000;          // camera_metadata::exposureTime handed with every frame
+  bool exposureGiven = false;       // then it also overrides a camera log's
   StateScript states = StateScript::parse("0:DETECT_MOTION");
   long long absenceMs = -1;  // -1: leave the library's threshold alone
   Pace pace = Pace::Lockstep;
