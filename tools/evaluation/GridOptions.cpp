@@ -6,6 +6,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tools/input/Files.h"
+
 namespace hdsreplay {
 
 namespace {
@@ -15,14 +17,6 @@ std::vector<std::string> split(const std::string& text, char separator) {
   std::stringstream in(text);
   for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
   return parts;
-}
-
-std::string readFile(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) throw UsageError("--clips: cannot read '" + path + "'");
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
 }
 
 }  // namespace
@@ -127,7 +121,13 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
     if (arg == "--truth") {
       truth = value;
     } else if (arg == "--clips") {
-      const std::vector<Clip> more = parseClips(readFile(value), value);
+      std::string text;
+      try {
+        text = readText(value, "clips file");
+      } catch (const std::runtime_error& e) {
+        throw UsageError(std::string("--clips: ") + e.what());
+      }
+      const std::vector<Clip> more = parseClips(text, value);
       o.clips.insert(o.clips.end(), more.begin(), more.end());
     } else if (arg == "--vary") {
       const size_t eq = value.find('=');

@@ -9,11 +9,106 @@ namespace hdsreplay {
 
 namespace {
 
-// What each frame is, by the truth: inside a moving interval, excused (inside
-// one or within the tolerance after it), inside a nuisance interval.
-struct FrameTruth {
+// A replay's frames by the truth: each frame inside a moving interval,
+// excused (inside one or within the tolerance after it), or inside a nuisance
+// interval; how long each is shown; and the reports the host saw.
+class FrameTruth {
+ public:
+  FrameTruth(const std::vector<ReplayRecord>& records, const std::vector<TruthSpan>& spans,
+             int toleranceFrames)
+      : r(records),
+        moving(records.size()),
+        excused(records.size()),
+        nuisance(records.size()),
+        durationS(records.size()),
+        reports(collectReports(records)) {
+    const size_t n = r.size();
+    for (size_t i = 0; i + 1 < n; ++i)
+      durationS[i] = (r[i + 1].timestampMs - r[i].timestampMs) / 1e3;
+    if (n > 1) durationS[n - 1] = durationS[n - 2];
+    for (const TruthSpan& span : spans) {
+      const size_t a = frameAt(span.startMs), b = frameAt(span.endMs);
+      if (!span.moving) {
+        std::fill(nuisance.begin() + a, nuisance.begin() + b, 1);
+        continue;
+      }
+      std::fill(moving.begin() + a, moving.begin() + b, 1);
+      std::fill(excused.begin() + a, excused.begin() + std::min(n, b + toleranceFrames), 1);
+      lastMovingEndMs = std::max(lastMovingEndMs, span.endMs);
+    }
+  }
+
+  // The first frame at or after `ms` from the first frame.
+  size_t frameAt(double ms) const {
+    return static_cast<size_t>(
+        std::lower_bound(r.begin(), r.end(), ms,
+                         [](const ReplayRecord& rec, double t) { return rec.timestampMs < t; }) -
+        r.begin());
+  }
+
+  const std::vector<ReplayRecord>& r;
   std::vector<char> moving, excused, nuisance;
+  std::vector<double> durationS;
+  const std::vector<Report> reports;
+  double lastMovingEndMs = -1;  // -1: no moving interval
 };
+
+// False motion: reports and filtered motion on frames no moving interval
+// excuses; and absence while something moves.
+void scoreFalseMotion(const FrameTruth& t, Scores& s) {
+  for (const Report& rep : t.reports) {
+    const size_t f = static_cast<size_t>(rep.frame);
+    if (rep.status == kStatusMotion && !t.excused[f]) {
+      ++s.falseReports;
+      s.nuisanceReports += t.nuisance[f];
+    }
+    if (rep.status == kStatusAbsence) s.absenceErrors += t.moving[f];
+  }
+  for (size_t i = 0; i < t.r.size(); ++i) {
+    if (t.r[i].processed && t.r[i].motionDetected && !t.excused[i]) {
+      s.falseMotionS += t.durationS[i];
+      s.falseMotionMs.push_back(static_cast<double>(t.r[i].timestampMs));
+      if (t.nuisance[i]) s.nuisanceMotionS += t.durationS[i];
+    }
+    if (t.moving[i] && t.r[i].status == kStatusAbsence) s.absenceErrorS += t.durationS[i];
+  }
+}
+
+// Each moving interval that begins in DETECT_MOTION: the first motion report
+// from its start until the tolerance after its end.
+IntervalScore scoreInterval(const FrameTruth& t, const TruthSpan& span, int toleranceFrames) {
+  IntervalScore score{span, false, std::nullopt};
+  const size_t a = t.frameAt(span.startMs);
+  const size_t b = std::min(t.r.size(), t.frameAt(span.endMs) + toleranceFrames);
+  score.scored = a < t.r.size() && t.r[a].state == 0;  // DETECT_MOTION
+  for (const Report& rep : t.reports) {
+    if (!score.scored || rep.status != kStatusMotion) continue;
+    if (static_cast<size_t>(rep.frame) < a || static_cast<size_t>(rep.frame) >= b) continue;
+    score.latencyS = (rep.timestampMs - span.startMs) / 1000.0;
+    break;
+  }
+  return score;
+}
+
+// Absence: from the end of the last moving interval, else from the first frame
+// in DETECT_ABSENCE, to the first absence report.
+void scoreAbsence(const FrameTruth& t, Scores& s) {
+  double fromMs = t.lastMovingEndMs;
+  if (fromMs < 0) {
+    s.absenceFromMovingEnd = false;
+    const auto first = std::find_if(t.r.begin(), t.r.end(), [](const ReplayRecord& rec) {
+      return rec.state == 2;  // DETECT_ABSENCE
+    });
+    fromMs = first == t.r.end() ? 1e300 : first->timestampMs;
+  }
+  for (size_t i = t.frameAt(fromMs); i < t.r.size(); ++i)
+    s.absenceAsked = s.absenceAsked || t.r[i].state == 2;
+  for (const Report& rep : t.reports) {
+    if (rep.status != kStatusAbsence || rep.timestampMs < fromMs) continue;
+    s.absenceLatencyS = (rep.timestampMs - fromMs) / 1000.0;
+    break;
+  }
+}
 
 std::string seconds(double s) {
   char buf[32];
@@ -49,86 +144,19 @@ long Scores::scoredIntervals() const {
 Scores Scores::compute(const std::vector<ReplayRecord>& replayed,
                        const std::vector<TruthSpan>& spans, double absenceThresholdMs,
                        int toleranceFrames) {
-  const std::vector<ReplayRecord> r = fromFirstFrame(replayed);
-  const size_t n = r.size();
+  const std::vector<ReplayRecord> records = fromFirstFrame(replayed);
   Scores s;
   s.toleranceFrames = toleranceFrames;
   s.absenceThresholdS = absenceThresholdMs / 1000.0;
-  if (n == 0) return s;
-  // The first frame at or after `ms`, and how long each frame is shown.
-  const auto frameAt = [&](double ms) {
-    return static_cast<size_t>(
-        std::lower_bound(r.begin(), r.end(), ms,
-                         [](const ReplayRecord& rec, double t) { return rec.timestampMs < t; }) -
-        r.begin());
-  };
-  std::vector<double> durationS(n, 0.0);
-  for (size_t i = 0; i + 1 < n; ++i) durationS[i] = (r[i + 1].timestampMs - r[i].timestampMs) / 1e3;
-  if (n > 1) durationS[n - 1] = durationS[n - 2];
-
   s.spans = spans;
-  FrameTruth t{std::vector<char>(n), std::vector<char>(n), std::vector<char>(n)};
-  double lastMovingEndMs = -1;
-  for (const TruthSpan& span : spans) {
-    const size_t a = frameAt(span.startMs), b = frameAt(span.endMs);
-    if (!span.moving) {
-      ++s.nuisanceIntervals;
-      std::fill(t.nuisance.begin() + a, t.nuisance.begin() + b, 1);
-      continue;
-    }
-    std::fill(t.moving.begin() + a, t.moving.begin() + b, 1);
-    std::fill(t.excused.begin() + a, t.excused.begin() + std::min(n, b + toleranceFrames), 1);
-    lastMovingEndMs = std::max(lastMovingEndMs, span.endMs);
-  }
-
-  const std::vector<Report> reports = collectReports(r);
-  for (const Report& rep : reports) {
-    const size_t f = static_cast<size_t>(rep.frame);
-    if (rep.status == kStatusMotion && !t.excused[f]) {
-      ++s.falseReports;
-      s.nuisanceReports += t.nuisance[f];
-    }
-    if (rep.status == kStatusAbsence) s.absenceErrors += t.moving[f];
-  }
-  for (size_t i = 0; i < n; ++i) {
-    if (r[i].processed && r[i].motionDetected && !t.excused[i]) {
-      s.falseMotionS += durationS[i];
-      s.falseMotionMs.push_back(static_cast<double>(r[i].timestampMs));
-      if (t.nuisance[i]) s.nuisanceMotionS += durationS[i];
-    }
-    if (t.moving[i] && r[i].status == kStatusAbsence) s.absenceErrorS += durationS[i];
-  }
-
-  for (const TruthSpan& span : spans) {
-    if (!span.moving) continue;
-    IntervalScore score{span, false, std::nullopt};
-    const size_t a = frameAt(span.startMs), b = std::min(n, frameAt(span.endMs) + toleranceFrames);
-    score.scored = a < n && r[a].state == 0;  // DETECT_MOTION
-    for (const Report& rep : reports) {
-      if (!score.scored || rep.status != kStatusMotion) continue;
-      if (static_cast<size_t>(rep.frame) < a || static_cast<size_t>(rep.frame) >= b) continue;
-      score.latencyS = (rep.timestampMs - span.startMs) / 1000.0;
-      break;
-    }
-    s.moving.push_back(score);
-  }
-
-  // Absence: from the end of the last moving interval, else from the first
-  // frame in DETECT_ABSENCE.
-  double fromMs = lastMovingEndMs;
-  if (fromMs < 0) {
-    s.absenceFromMovingEnd = false;
-    const auto first = std::find_if(r.begin(), r.end(), [](const ReplayRecord& rec) {
-      return rec.state == 2;  // DETECT_ABSENCE
-    });
-    fromMs = first == r.end() ? 1e300 : first->timestampMs;
-  }
-  for (size_t i = frameAt(fromMs); i < n; ++i) s.absenceAsked = s.absenceAsked || r[i].state == 2;
-  for (const Report& rep : reports) {
-    if (rep.status != kStatusAbsence || rep.timestampMs < fromMs) continue;
-    s.absenceLatencyS = (rep.timestampMs - fromMs) / 1000.0;
-    break;
-  }
+  s.nuisanceIntervals =
+      std::count_if(spans.begin(), spans.end(), [](const TruthSpan& span) { return !span.moving; });
+  if (records.empty()) return s;
+  const FrameTruth truth(records, spans, toleranceFrames);
+  scoreFalseMotion(truth, s);
+  for (const TruthSpan& span : spans)
+    if (span.moving) s.moving.push_back(scoreInterval(truth, span, toleranceFrames));
+  scoreAbsence(truth, s);
   return s;
 }
 

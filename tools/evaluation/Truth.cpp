@@ -5,6 +5,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tools/input/Files.h"
+
 namespace hdsreplay {
 
 namespace {
@@ -16,13 +18,7 @@ std::string trim(const std::string& s) {
 
 }  // namespace
 
-Truth Truth::load(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot read truth file '" + path + "'");
-  std::stringstream text;
-  text << in.rdbuf();
-  return parse(text.str(), path);
-}
+Truth Truth::load(const std::string& path) { return parse(readText(path, "truth file"), path); }
 
 Truth Truth::parse(const std::string& text, const std::string& name) {
   Truth truth;

@@ -31,9 +31,9 @@ std::string defaultConfigPath() {
 
 ConfigFile::ConfigFile(const ReplayOptions& o) : path_(o.configPath) {
   if (o.motionWidth > 0) {
-    path_ = (fs::temp_directory_path() /
-             ("hds-replay-" + std::to_string(::getpid()) + "-config.json"))
-                .string();
+    path_ =
+        (fs::temp_directory_path() / ("hds-replay-" + std::to_string(::getpid()) + "-config.json"))
+            .string();
     temporary_ = true;
     std::ofstream out(path_);
     out << "{\n  \"vantor\": {\n    \"motionResW\": " << o.motionWidth

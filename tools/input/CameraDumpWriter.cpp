@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "tools/input/Files.h"
 #include "tools/input/RawYuvSource.h"
 #include "tools/options/TimeSpec.h"
 
@@ -27,10 +28,7 @@ std::FILE* create(const std::string& path, const char* what) {
 }
 
 bool namesOneFile(const std::string& path) {
-  std::string ext = fs::path(path).extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return RawYuvSource::isRawExtension(ext);
+  return RawYuvSource::isRawExtension(lowerExtension(path));
 }
 
 }  // namespace

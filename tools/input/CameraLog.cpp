@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tools/input/Files.h"
+
 namespace hdsreplay {
 
 namespace {
@@ -29,11 +31,7 @@ std::vector<std::string> splitCsv(const std::string& line) {
 }  // namespace
 
 CameraLog CameraLog::load(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot read camera log '" + path + "'");
-  std::stringstream text;
-  text << in.rdbuf();
-  return parse(text.str(), path);
+  return parse(readText(path, "camera log"), path);
 }
 
 CameraLog CameraLog::parse(const std::string& text, const std::string& name) {

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tools/input/Files.h"
 #include "tools/input/ImageFolderSource.h"
 #include "tools/input/RawYuvSource.h"
 #include "tools/input/VideoSource.h"
@@ -15,13 +16,6 @@ namespace hdsreplay {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string lowerExtension(const fs::path& path) {
-  std::string ext = path.extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return ext;
-}
 
 // The extension of the raw frames the path names or a folder holds; empty when none.
 std::string rawExtensionOf(const std::string& path) {

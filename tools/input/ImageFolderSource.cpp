@@ -8,6 +8,8 @@
 
 #include <opencv2/imgcodecs.hpp>
 
+#include "tools/input/Files.h"
+
 namespace hdsreplay {
 
 namespace fs = std::filesystem;
@@ -16,9 +18,7 @@ ImageFolderSource::ImageFolderSource(const std::string& dir) {
   std::error_code ec;
   for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
     if (!it->is_regular_file()) continue;
-    std::string ext = it->path().extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string ext = lowerExtension(it->path());
     if (ext == ".png" || ext == ".jpg" || ext == ".jpeg" || ext == ".bmp" || ext == ".tif" ||
         ext == ".tiff" || ext == ".ppm" || ext == ".pgm" || ext == ".webp")
       files_.push_back(it->path().string());

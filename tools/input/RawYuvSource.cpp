@@ -8,18 +8,13 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tools/input/Files.h"
+
 namespace hdsreplay {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string lowerExtension(const fs::path& path) {
-  std::string ext = path.extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return ext;
-}
 
 }  // namespace
 

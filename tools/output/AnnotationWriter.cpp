@@ -9,6 +9,7 @@
 
 #include <opencv2/imgcodecs.hpp>
 
+#include "tools/input/Files.h"
 #include "tools/output/Annotation.h"
 
 namespace hdsreplay {
@@ -16,13 +17,6 @@ namespace hdsreplay {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string lowerExtension(const std::string& path) {
-  std::string ext = fs::path(path).extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return ext;
-}
 
 }  // namespace
 

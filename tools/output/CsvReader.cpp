@@ -6,16 +6,13 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tools/input/Files.h"
 #include "tools/options/StateScript.h"
 
 namespace hdsreplay {
 
 std::vector<ReplayRecord> readReplayCsv(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot read replay CSV '" + path + "'");
-  std::stringstream text;
-  text << in.rdbuf();
-  return parseReplayCsv(text.str(), path);
+  return parseReplayCsv(readText(path, "replay CSV"), path);
 }
 
 std::vector<ReplayRecord> parseReplayCsv(const std::string& text, const std::string& name) {

@@ -8,18 +8,13 @@
 
 #include <opencv2/imgcodecs.hpp>
 
+#include "tools/input/Files.h"
+
 namespace hdsreplay {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string lowerExtension(const std::string& path) {
-  std::string ext = fs::path(path).extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return ext;
-}
 
 void checkFolder(const std::string& path, const std::string& what) {
   const fs::path parent = fs::path(path).parent_path();
