@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <exception>
 
-#include "tools/ReplayOptions.h"
-#include "tools/Replayer.h"
+#include "tools/host/Replayer.h"
+#include "tools/options/ReplayOptions.h"
 
 int main(int argc, char** argv) {
   hdsreplay::ReplayOptions options;

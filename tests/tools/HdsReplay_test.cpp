@@ -59,9 +59,10 @@ class HdsReplayTest : public ::testing::Test {
     return dir + name;
   }
 
-  // Runs hds-replay with `args`, standard output and error captured.
-  static RunResult run(const std::vector<std::string>& args) {
-    std::string command = HDS_REPLAY_COMMAND;  // under a cross build, with its emulator
+  // Runs hds-replay (or another tool) with `args`, standard output and error captured.
+  static RunResult run(const std::vector<std::string>& args,
+                       const std::string& program = HDS_REPLAY_COMMAND) {
+    std::string command = program;  // under a cross build, with its emulator
     for (const std::string& a : args) command += " '" + a + "'";
     const int wstatus = std::system((command + " >" + path("out") + " 2>" + path("err")).c_str());
     return {
@@ -71,12 +72,12 @@ class HdsReplayTest : public ::testing::Test {
   // A lockstep replay of the generated clip, `args` added: motion first, absence
   // from 3 s, a still tail of 6 s and an absence threshold of 2 s.
   static RunResult replayClip(std::vector<std::string> args = {}, const char* input = "clip") {
-    for (const char* a :
-         {"--fps", "10", "--motion-res", "160x120", "--states", "0:DETECT_MOTION,3s:DETECT_ABSENCE",
-          "--absence-ms", "2000", "--hold-last", "6s", "--no-progress", "--csv"})
-      args.push_back(a);
+    // The defaults first, so that `args` may override them.
+    args.insert(args.begin(), {"--fps", "10", "--motion-res", "160x120", "--states",
+                               "0:DETECT_MOTION,3s:DETECT_ABSENCE", "--absence-ms", "2000",
+                               "--hold-last", "6s", "--no-progress", "--csv", path("clip.csv")});
     fs::remove(path("clip.csv"));
-    args.insert(args.end(), {path("clip.csv"), path(input)});
+    args.push_back(path(input));
     RunResult r = run(args);
     EXPECT_EQ(r.status, 0) << r.err;
     std::vector<std::string> header;
@@ -105,10 +106,20 @@ TEST_F(HdsReplayTest, ClipReportsMotionThenAbsenceAtThresholdInEveryLayoutAndWri
   long long lastMotion = -1, firstAbsence = -1;
   bool motionReported = false;
   for (const Row& row : r.rows) {
+    const long long ts = std::stoll(row.at("timestamp_ms"));
     EXPECT_EQ(row.at("processed"), "1") << "frame " << row.at("frame");
     EXPECT_EQ(row.at("dropped"), "0");
     EXPECT_EQ(row.at("vote") == "1", row.at("rect_count") != "0");
-    if (row.at("motion_detected") == "1") lastMotion = std::stoll(row.at("timestamp_ms"));
+    // Once 12 votes are in, the filter says motion exactly when 10 or more are.
+    EXPECT_EQ(row.at("window_length"), "12");
+    const bool tenOfTwelve = std::stoi(row.at("window_votes")) >= 10;
+    EXPECT_TRUE(std::stoi(row.at("frame")) < 11 ||
+                (row.at("motion_detected") == "1") == tenOfTwelve);
+    // A motion report read in DETECT_ABSENCE was decided before the state changed.
+    EXPECT_EQ(row.at("fresh"), row.at("status") == "0" && ts >= 3000 ? "0" : "1") << ts;
+    EXPECT_TRUE(row.at("new_report") == "0" || row.at("report_ts") == row.at("timestamp_ms"));
+    if (row.at("motion_detected") == "1") lastMotion = ts;
+    EXPECT_EQ(row.at("since_motion_ms"), lastMotion < 0 ? "" : std::to_string(ts - lastMotion));
     if (row.at("status") == "0") motionReported = true;
     if (row.at("status") == "2" && firstAbsence < 0) {
       firstAbsence = std::stoll(row.at("report_ts"));
@@ -124,6 +135,9 @@ TEST_F(HdsReplayTest, ClipReportsMotionThenAbsenceAtThresholdInEveryLayoutAndWri
   EXPECT_NE(r.out.find("frames read       40"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("handed over       100 (60 of them the still tail)"), std::string::npos);
   EXPECT_NE(r.out.find("processed         100"), std::string::npos);
+  EXPECT_NE(
+      r.out.find("stale status      MOTION from 3.0 s to " + std::to_string(firstAbsence / 1000)),
+      std::string::npos);
   EXPECT_EQ(r.out.find("[HDSMLClient]"), std::string::npos) << "library output not kept apart";
   EXPECT_EQ(cv::imread(path("timeline.png")).cols, 1400);
   EXPECT_FALSE(cv::imread(path("sheet.png")).empty());
@@ -137,28 +151,107 @@ TEST_F(HdsReplayTest, ClipReportsMotionThenAbsenceAtThresholdInEveryLayoutAndWri
   EXPECT_EQ(replayClip({}, "clip.avi").rows.size(), r.rows.size());
 }
 
+TEST_F(HdsReplayTest, ScoresAgainstATruthWhoseMotionStartsAtAKnownFrame) {
+  // The clip's first frame held for 2 s, then its square moving from frame 21
+  // (the input's second frame) to the end at 6 s, then still again.
+  std::ofstream(path("truth.csv")) << "start,end,label\n2s,6s,moving\n";
+  const RunResult r =
+      replayClip({"--hold-first", "2s", "--states", "0:motion,5s:absence", "--truth",
+                  path("truth.csv"), "--scores", path("scores.json"), "--plot", path("truth.png")});
+  long long firstMotion = -1, firstAbsence = -1;
+  for (const Row& row : r.rows) {
+    const long long ts = std::stoll(row.at("timestamp_ms"));
+    if (row.at("new_report") != "1") continue;
+    if (row.at("status") == "0" && firstMotion < 0) firstMotion = ts;
+    if (row.at("status") == "2" && firstAbsence < 0) firstAbsence = ts;
+  }
+  // Ten votes of twelve: the tenth moving frame, 2.1 s + 0.9 s, is reported.
+  EXPECT_EQ(firstMotion, 3000);
+  const std::string json = slurp(path("scores.json"));
+  EXPECT_NE(json.find("\"latency_s\": 1.000}"), std::string::npos) << json;
+  EXPECT_NE(json.find("\"false_reports\": 0,"), std::string::npos);
+  // Absence: from the end of the moving interval to the first absence report.
+  EXPECT_NE(json.find(cv::format("\"absence_latency_s\": %.3f,", (firstAbsence - 6000) / 1e3)),
+            std::string::npos)
+      << firstAbsence << json;
+  EXPECT_NE(json.find("\"absence_errors\": 0,"), std::string::npos);
+  EXPECT_NE(r.out.find("moving            2.0 s to 6.0 s: motion reported after 1.0 s"),
+            std::string::npos)
+      << r.out;
+  EXPECT_GT(cv::imread(path("truth.png")).rows, cv::imread(path("timeline.png")).rows);  // + truth
+}
+
+TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
+  const std::vector<std::string> probes = {"--exposure-step", "2s:0.6", "--grayscale-at", "5s"};
+  const RunResult video = replayClip(probes, "clip.avi");
+  // One file of NV21 frames, and a folder of YV12 frames with padded rows, whose
+  // names give their layout; each with the camera log of the video's timestamps.
+  ASSERT_EQ(run({"--raw", "nv21", path("clip.avi"), path("dump.nv21")}, HDS_EXTRACT_COMMAND).status,
+            0);
+  ASSERT_EQ(run({"--raw", "yv12", "--row-padding", "6", path("clip.avi"), path("dumpdir")},
+                HDS_EXTRACT_COMMAND)
+                .status,
+            0);
+  std::vector<std::string> raw = probes;
+  raw.insert(raw.end(), {"--raw", "160x120"});
+  const RunResult dump = replayClip(raw, "dump.nv21");
+  EXPECT_EQ(dump.rows, video.rows);
+  EXPECT_NE(dump.out.find("(raw nv21, 160x120, 10 fps)"), std::string::npos) << dump.out;
+  raw.insert(raw.end(), {"--row-padding", "6"});
+  EXPECT_EQ(replayClip(raw, "dumpdir").rows, video.rows);
+
+  // The device's own log: uneven timestamps, a moving lens on frames 10 to 12
+  // and long exposures, which switch the library to low light after 30 frames.
+  std::ofstream log(path("dumpdir/frames.csv"));
+  log << "timestamp_ms,exposure_ns,lens_moving\n";
+  for (int i = 0; i < kMovingFrames; ++i)
+    log << 5000 + i * 100 + (i % 2) * 7 << ",100000000," << (i >= 10 && i <= 12) << "\n";
+  log.close();
+  const RunResult logged = replayClip({"--raw", "160x120", "--row-padding", "6"}, "dumpdir");
+  ASSERT_GT(logged.rows.size(), static_cast<size_t>(kMovingFrames));
+  for (int i = 0; i < kMovingFrames; ++i) {
+    const Row& row = logged.rows[i];
+    EXPECT_EQ(row.at("timestamp_ms"), std::to_string(5000 + i * 100 + (i % 2) * 7));
+    const bool lens = i >= 10 && i <= 12;
+    EXPECT_EQ(row.at("lens_moving"), lens ? "1" : "0");
+    EXPECT_EQ(row.at("processed"), lens ? "0" : "1") << i;  // skipped, not dropped
+    EXPECT_EQ(row.at("dropped"), "0");
+  }
+  EXPECT_EQ(logged.rows[29].at("window_length"), "12");  // the 31st frame is the first in low light
+  EXPECT_EQ(logged.rows[30].at("window_length"), "5");
+  // An exposure given on the command line wins over the log's.
+  const RunResult bright =
+      replayClip({"--raw", "160x120", "--row-padding", "6", "--exposure", "10000000"}, "dumpdir");
+  EXPECT_EQ(bright.rows[30].at("window_length"), "12");
+}
+
 TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
   fs::create_directories(path("empty"));
   fs::create_directories(path("broken"));
   std::ofstream(path("broken/frame_0000.png")) << "not a png";
   std::ofstream(path("notavideo.avi")) << "this is not a video\n";
+  std::ofstream(path("raw.nv21")) << std::string(100, 'x');
   std::ofstream(path("bad.json")) << "{ \"vantor\": { \"motionResW\": 320 ";
   std::ofstream(path("nokey.json")) << "{ \"vantor\": { \"motionResW\": 320 } }";
   const struct {
     std::vector<std::string> args;
-    int status;  // 2: the command line is wrong; 1: the replay cannot run
+    int status;  // 2: the command line is wrong; 1: the replay cannot run; 0: a warning
     std::string fragment;
-  } kCases[] = {{{}, 2, "no input"},
-                {{"--wat", path("clip")}, 2, "unknown option --wat"},
-                {{path("missing.avi")}, 1, "no such file or folder"},
-                {{path("notavideo.avi")}, 1, "notavideo.avi"},
-                {{path("empty")}, 1, "holds no images"},
-                {{path("broken")}, 1, "cannot read image"},
-                {{"--config", path("bad.json"), path("clip")}, 1, "bad.json"},
-                {{"--config", path("nokey.json"), path("clip")}, 1, "motionResH"},
-                {{"--config", path("nothere.json"), path("clip")}, 1, "nothere.json"},
-                {{"--csv", path("no/such/dir/out.csv"), path("clip")}, 1, "cannot write CSV"},
-                {{"--plot", path("no/such/dir/t.png"), path("clip")}, 1, "timeline"}};
+  } kCases[] = {
+      {{}, 2, "no input"},
+      {{"--wat", path("clip")}, 2, "unknown option --wat"},
+      {{path("missing.avi")}, 1, "no such file or folder"},
+      {{path("notavideo.avi")}, 1, "notavideo.avi"},
+      {{path("empty")}, 1, "holds no images"},
+      {{path("broken")}, 1, "cannot read image"},
+      {{"--config", path("bad.json"), path("clip")}, 1, "bad.json"},
+      {{"--config", path("nokey.json"), path("clip")}, 1, "motionResH"},
+      {{"--config", path("nothere.json"), path("clip")}, 1, "nothere.json"},
+      {{"--csv", path("no/such/dir/out.csv"), path("clip")}, 1, "cannot write CSV"},
+      {{"--plot", path("no/such/dir/t.png"), path("clip")}, 1, "timeline"},
+      {{"--plot", path("t.txt"), path("clip")}, 1, ".txt is not a picture type"},
+      {{"--annotate", path("no/dir/a.mp4"), path("clip")}, 1, "no folder"},
+      {{"--fps", "10", "--states", "100s:absence", path("clip")}, 0, "frame 1000) comes after"}};
   for (const auto& c : kCases) {
     const RunResult r = run(c.args);
     EXPECT_EQ(r.status, c.status) << c.fragment << ": " << r.err;

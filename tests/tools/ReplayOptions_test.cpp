@@ -1,4 +1,4 @@
-#include "tools/ReplayOptions.h"
+#include "tools/options/ReplayOptions.h"
 
 #include <gtest/gtest.h>
 
@@ -67,6 +67,10 @@ TEST(ReplayOptionsTest, DefaultsHelpAndOptionsInBothSpellings) {
   // The step's factor is split off at the last colon.
   EXPECT_EQ(values.str(), "24 12.5 160x120 0 1:0.25 33000000 90 7 - 1 0 1:1500:2 1:1 realtime");
   EXPECT_EQ(o.layout, hdsml::YuvLayout::I420);
+  const ReplayOptions raw = parse("--raw 640x480 --row-stride 704:352 --hold-first 2s d.yv12");
+  EXPECT_EQ(raw.rawWidth * 10000 + raw.rawHeight, 6400480);
+  EXPECT_EQ(raw.rowStride * 1000 + raw.chromaRowStride, 704352);
+  EXPECT_TRUE(raw.holdFirst && !raw.layoutGiven);  // the dump's name gives the layout
 }
 
 TEST(ReplayOptionsTest, BadCommandLinesNameTheProblem) {
@@ -79,14 +83,18 @@ TEST(ReplayOptionsTest, BadCommandLinesNameTheProblem) {
       {"--motion-res 321x240 a", "even"},
       {"--motion-res 0x240 a", "out of range"},
       {"--fps fast a", "not a number"},
-      {"--fps 0 a", "out of range"},
+      {"--fps 0 a", "out of range: give a number from 0.1 to 1000"},
       {"--row-padding -2 a", "out of range"},
       {"--hold-last ten a", "--hold-last"},
       {"--states 0:sleep a", "sleep"},
       {"--exposure-step 2 a", "T:FACTOR"},
       {"--brightness-ramp 1: a", "FROM:TO"},
       {"--frames 1e3 a", "whole number"},
-      {"--config c.json --motion-res 80x60 a", "exclude"}};
+      {"--config c.json --motion-res 80x60 a", "exclude"},
+      {"--raw 640x479 a", "even"},
+      {"--row-stride 640 a", "give --raw WxH too"},
+      {"--raw 8x2 --row-stride 8 --row-padding 2 a", "exclude"},
+      {"--layout yuyv a", "nv21, nv12, i420 or yv12"}};
   for (const auto& [line, fragment] : kCases) {
     try {
       parse(line);

@@ -1,4 +1,4 @@
-#include "tools/ReplaySummary.h"
+#include "tools/output/ReplaySummary.h"
 
 #include <gtest/gtest.h>
 

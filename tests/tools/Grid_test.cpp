@@ -1,0 +1,137 @@
+// The grid of settings: its options, its processes, and a small grid run end
+// to end over a generated clip.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include "tests/support/SyntheticScene.h"
+#include "tools/evaluation/GridOptions.h"
+#include "tools/evaluation/ProcessPool.h"
+
+namespace hdsreplay {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string temp(const std::string& name) {
+  return ::testing::TempDir() + "grid_" + std::to_string(::getpid()) + "_" + name;
+}
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+GridOptions parse(const std::vector<std::string>& args) {
+  std::vector<const char*> argv = {"hds-grid"};
+  for (const std::string& a : args) argv.push_back(a.c_str());
+  return parseGridOptions(static_cast<int>(argv.size()), argv.data());
+}
+
+TEST(GridOptionsTest, EveryCombinationOfTheAxesAndClipsFromAFile) {
+  std::ofstream(temp("clips.txt")) << "# name input truth options\n"
+                                      "walk data/vtest.avi walk.csv --hold-last 5s --noise 3\n"
+                                      "leaves data/tree.avi -\n";
+  const GridOptions o =
+      parse({"--clips", temp("clips.txt"), "--vary", "motion-res=160x120,320x240", "--vary",
+             "exposure-step=none,20s:2", "--jobs", "3", "a.avi", "--", "--states", "0:motion"});
+  ASSERT_EQ(o.clips.size(), 3u);
+  EXPECT_EQ(o.clips[0].args, (std::vector<std::string>{"--hold-last", "5s", "--noise", "3"}));
+  EXPECT_EQ(o.clips[1].truth, "");
+  EXPECT_EQ(o.clips[2].name, "a.avi");
+  EXPECT_EQ(o.common, (std::vector<std::string>{"--states", "0:motion"}));
+  const std::vector<Setting> s = gridSettings(o.axes);
+  ASSERT_EQ(s.size(), 4u);
+  EXPECT_EQ(s[1].name, "motion-res=160x120 exposure-step=20s:2");
+  EXPECT_EQ(s[1].args,
+            (std::vector<std::string>{"--motion-res", "160x120", "--exposure-step", "20s:2"}));
+  EXPECT_EQ(s[2].args, (std::vector<std::string>{"--motion-res", "320x240"}));  // none: left out
+  EXPECT_EQ(gridSettings({})[0].name, "default");
+
+  for (const auto& bad : std::vector<std::vector<std::string>>{
+           {}, {"--vary", "motion-res", "a"}, {"--jobs", "0", "a"}, {"--bogus", "1", "a"}})
+    EXPECT_THROW(parse(bad), UsageError);
+  EXPECT_THROW(parseClips("walk data/vtest.avi\n", "c"), UsageError);  // no truth column
+}
+
+TEST(ProcessPoolTest, RunsJobsSideBySideAndReportsHowEachEnded) {
+  const std::string flag = temp("flag");
+  fs::remove(flag);
+  // The first job waits (at most 10 s) for a file the second creates: it ends
+  // well only if both run at once.
+  std::vector<Job> jobs = {
+      {{"sh", "-c",
+        "for i in $(seq 200); do [ -e " + flag + " ] && exit 0; sleep 0.05; done; exit 3"},
+       temp("1.out"),
+       temp("1.err")},
+      {{"sh", "-c", "echo made >&2; touch " + flag}, temp("2.out"), temp("2.err")},
+      {{"sh", "-c", "exit 7"}, temp("3.out"), temp("3.err")},
+      {{"/no/such/program"}, temp("4.out"), temp("4.err")}};
+  std::vector<size_t> order;
+  runJobs(jobs, 2, [&](const Job& job, size_t finished) {
+    order.push_back(static_cast<size_t>(&job - jobs.data()));
+    EXPECT_EQ(finished, order.size());
+  });
+  EXPECT_EQ(order.size(), 4u);
+  EXPECT_EQ(jobs[0].status, 0);
+  EXPECT_EQ(jobs[1].status, 0);
+  EXPECT_EQ(slurp(temp("2.err")), "made\n");
+  EXPECT_EQ(jobs[2].status, 7);
+  EXPECT_EQ(jobs[3].status, 127);
+}
+
+TEST(HdsGridTest, TwoThresholdsOverAClipReportAbsenceOneSecondApart) {
+  // 30 frames of a moving square at 10 fps, then 6 s still.
+  const std::string dir = temp("run");
+  fs::create_directories(dir + "/clip");
+  const hdsml::SyntheticScene scene(160, 120);
+  for (int i = 0; i < 30; ++i)
+    cv::imwrite(dir + cv::format("/clip/frame_%04d.png", i), scene.moving(i, 24, 6));
+  std::ofstream(dir + "/truth.csv") << "start,end,label\n0,3s,moving\n";
+  std::ofstream(dir + "/clips.txt") << "square " << dir << "/clip " << dir << "/truth.csv\n"
+                                    << "broken " << dir << "/nothing " << dir << "/truth.csv\n";
+  const std::string command = std::string(HDS_GRID_COMMAND) + " --clips " + dir +
+                              "/clips.txt --vary absence-ms=1000,2000 --jobs 2 --replay '" +
+                              HDS_REPLAY_COMMAND + "' --out " + dir +
+                              "/out -- --fps 10 --motion-res 160x120 --states "
+                              "0:motion,3s:absence --hold-last 6s >" +
+                              dir + "/stdout 2>&1";
+  const int status = std::system(command.c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 1) << slurp(dir + "/stdout");  // the broken clip failed
+
+  std::stringstream table(slurp(dir + "/out/table.csv"));
+  std::vector<std::vector<std::string>> rows;
+  for (std::string line; std::getline(table, line);) {
+    std::vector<std::string> cells;
+    std::stringstream in(line);
+    for (std::string cell; std::getline(in, cell, ',');) cells.push_back(cell);
+    rows.push_back(cells);
+  }
+  ASSERT_EQ(rows.size(), 5u);  // a header, two clips by two settings
+  EXPECT_EQ(rows[1][1], "absence-ms=1000");
+  EXPECT_EQ(rows[1][6], "1");  // caught
+  EXPECT_EQ(rows[1][8], "0");  // no false reports
+  // Absence comes on the first frame past the threshold after the last motion.
+  EXPECT_DOUBLE_EQ(std::stod(rows[2][13]) - std::stod(rows[1][13]), 1.0);
+  EXPECT_EQ(rows[3][2], "1");  // exit status of the broken clip's replays
+  EXPECT_NE(slurp(dir + "/out/scorecard.txt").find("FAILED (exit 1): hds-replay: no such file"),
+            std::string::npos);
+  EXPECT_EQ(slurp(dir + "/out/scorecard.txt").find("detect()"), std::string::npos);
+  EXPECT_FALSE(cv::imread(dir + "/out/grid.png").empty());
+  EXPECT_TRUE(fs::exists(dir + "/out/cells/1-square-2.csv"));
+  fs::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace hdsreplay

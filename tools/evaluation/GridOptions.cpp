@@ -1,0 +1,161 @@
+#include "tools/evaluation/GridOptions.h"
+
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "tools/input/Files.h"
+
+namespace hdsreplay {
+
+namespace {
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  std::stringstream in(text);
+  for (std::string part; std::getline(in, part, separator);) parts.push_back(part);
+  return parts;
+}
+
+}  // namespace
+
+std::string gridUsage() {
+  return R"(usage: hds-grid [options] CLIP... [-- HDS-REPLAY OPTIONS]
+
+Runs a grid of detector settings over one or more clips: every setting on every
+clip is one hds-replay in a process of its own (the detector is one object per
+process), as many at once as there are cores. Writes one table of the settings
+and their scores against each clip's truth, with the cost of detect(), and one
+picture with each setting's timeline stacked under the clip's truth band.
+
+Clips
+  CLIP                  an input hds-replay takes (video, image folder, dump)
+  --truth FILE          the truth file of the CLIPs on the command line
+  --clips FILE          clips one a line: NAME INPUT TRUTH [hds-replay options],
+                        separated by spaces; TRUTH - for none; # comments
+
+Grid
+  --vary OPTION=V1,V2   an axis: an hds-replay option without its dashes and its
+                        values; "none" leaves the option out. Several --vary
+                        make every combination, e.g.
+                          --vary motion-res=160x120,320x240,640x480
+                          --vary absence-ms=3000,5000,8000
+                          --vary exposure-step=none,20s:2
+  -- OPTIONS            hds-replay options for every replay (--states ...)
+
+Output and running
+  --out DIR             DIR/table.csv (every figure), DIR/scorecard.txt (the
+                        scores without timings, the same on every machine),
+                        DIR/grid.png, and DIR/cells/ with each replay's CSV,
+                        scores and printout (default out/grid)
+  --title TEXT          the picture's title
+  --jobs N              replays at once (default: the number of cores)
+  --replay COMMAND      the hds-replay to run, with words before it if needed
+                        ("qemu-aarch64 build/hds-replay"); default: the one
+                        beside hds-grid
+  -h, --help            this text
+
+Exit status: 0 when every replay ran, 1 when one failed or an output cannot be
+written, 2 on a bad command line.
+)";
+}
+
+std::vector<Clip> parseClips(const std::string& text, const std::string& name) {
+  std::vector<Clip> clips;
+  std::stringstream lines(text);
+  std::string line;
+  for (int lineNo = 1; std::getline(lines, line); ++lineNo) {
+    if (const size_t hash = line.find('#'); hash != std::string::npos) line.erase(hash);
+    std::stringstream words(line);
+    std::vector<std::string> w;
+    for (std::string word; words >> word;) w.push_back(word);
+    if (w.empty()) continue;
+    if (w.size() < 3)
+      throw UsageError("--clips: " + name + " line " + std::to_string(lineNo) +
+                       ": give NAME INPUT TRUTH (TRUTH - for none), then options");
+    clips.push_back({w[0], w[1], w[2] == "-" ? "" : w[2], {w.begin() + 3, w.end()}});
+  }
+  if (clips.empty()) throw UsageError("--clips: " + name + " names no clips");
+  return clips;
+}
+
+std::vector<Setting> gridSettings(const std::vector<Axis>& axes) {
+  std::vector<Setting> settings = {{"", {}}};
+  for (const Axis& axis : axes) {
+    std::vector<Setting> next;
+    for (const Setting& s : settings)
+      for (const std::string& v : axis.values) {
+        Setting more = s;
+        more.name += (more.name.empty() ? "" : " ") + axis.option + "=" + v;
+        if (v != "none") more.args.insert(more.args.end(), {"--" + axis.option, v});
+        next.push_back(more);
+      }
+    settings = next;
+  }
+  if (axes.empty()) settings.front().name = "default";
+  return settings;
+}
+
+GridOptions parseGridOptions(int argc, const char* const argv[]) {
+  GridOptions o;
+  std::vector<std::string> inputs;
+  std::string truth;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "-h" || arg == "--help") {
+      o.help = true;
+      return o;
+    }
+    if (arg == "--") {
+      o.common.assign(argv + i + 1, argv + argc);
+      break;
+    }
+    if (arg.rfind("--", 0) != 0) {
+      inputs.push_back(arg);
+      continue;
+    }
+    if (i + 1 >= argc) throw UsageError(arg + " needs a value");
+    const std::string value = argv[++i];
+    if (arg == "--truth") {
+      truth = value;
+    } else if (arg == "--clips") {
+      std::string text;
+      try {
+        text = readText(value, "clips file");
+      } catch (const std::runtime_error& e) {
+        throw UsageError(std::string("--clips: ") + e.what());
+      }
+      const std::vector<Clip> more = parseClips(text, value);
+      o.clips.insert(o.clips.end(), more.begin(), more.end());
+    } else if (arg == "--vary") {
+      const size_t eq = value.find('=');
+      if (eq == std::string::npos || eq == 0 || eq + 1 == value.size())
+        throw UsageError("--vary: '" + value +
+                         "' is not OPTION=V1,V2 (motion-res=160x120,320x240)");
+      o.axes.push_back({value.substr(0, eq), split(value.substr(eq + 1), ',')});
+    } else if (arg == "--out") {
+      o.outDir = value;
+    } else if (arg == "--title") {
+      o.title = value;
+    } else if (arg == "--jobs") {
+      char* end = nullptr;
+      o.jobs = static_cast<int>(std::strtol(value.c_str(), &end, 10));
+      if (*end != '\0' || o.jobs < 1 || o.jobs > 256)
+        throw UsageError("--jobs: '" + value + "' is not a number from 1 to 256");
+    } else if (arg == "--replay") {
+      o.replayCommand = split(value, ' ');
+    } else {
+      throw UsageError("unknown option " + arg);
+    }
+  }
+  for (const std::string& input : inputs) {
+    const std::string name = std::filesystem::path(input).filename().string();
+    o.clips.push_back({name.empty() ? input : name, input, truth, {}});
+  }
+  if (o.clips.empty()) throw UsageError("no clips given (CLIP... or --clips FILE)");
+  return o;
+}
+
+}  // namespace hdsreplay

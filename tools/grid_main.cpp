@@ -1,0 +1,29 @@
+// hds-grid: runs hds-replay over a grid of settings and clips, and writes one
+// table and one picture of how each setting did against each clip's truth.
+// See --help.
+#include <cstdio>
+#include <exception>
+
+#include "tools/evaluation/Grid.h"
+#include "tools/evaluation/GridOptions.h"
+
+int main(int argc, char** argv) {
+  hdsreplay::GridOptions options;
+  try {
+    options = hdsreplay::parseGridOptions(argc, argv);
+  } catch (const hdsreplay::UsageError& e) {
+    std::fprintf(stderr, "hds-grid: %s\nTry 'hds-grid --help'.\n", e.what());
+    return 2;
+  }
+  if (options.help) {
+    std::fputs(hdsreplay::gridUsage().c_str(), stdout);
+    return 0;
+  }
+  try {
+    return hdsreplay::Grid(options).run();
+  } catch (const std::exception& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "hds-grid: %s\n", e.what());
+    return 1;
+  }
+}

@@ -1,0 +1,32 @@
+// The configuration file a replay initialises the library with: one written
+// for --motion-res (removed again when this object goes), else --config, else
+// the default. The constructor checks that the file can be read, so that a
+// missing one is reported with the reason rather than as a rejected one.
+#pragma once
+
+#include <string>
+
+#include "tools/options/ReplayOptions.h"
+
+namespace hdsreplay {
+
+// The configuration shipped beside the binary, else the one in the source tree
+// the binary was built from.
+std::string defaultConfigPath();
+
+class ConfigFile {
+ public:
+  // Throws std::runtime_error when the file cannot be written or read.
+  explicit ConfigFile(const ReplayOptions& options);
+  ~ConfigFile();
+  ConfigFile(const ConfigFile&) = delete;
+  ConfigFile& operator=(const ConfigFile&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+  bool temporary_ = false;  // written here for --motion-res, removed on destruction
+};
+
+}  // namespace hdsreplay

@@ -1,0 +1,189 @@
+#include "tools/host/Replayer.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include "tests/support/YuvFrame.h"
+#include "tools/evaluation/Scores.h"
+#include "tools/evaluation/Truth.h"
+#include "tools/host/ConfigFile.h"
+#include "tools/host/Facade.h"
+#include "tools/host/FrameLog.h"
+#include "tools/host/Host.h"
+#include "tools/host/Pacer.h"
+#include "tools/host/ReplayPlan.h"
+#include "tools/host/RunReport.h"
+#include "tools/host/StdoutRedirect.h"
+#include "tools/input/CameraLog.h"
+#include "tools/input/Footage.h"
+#include "tools/input/FrameTransform.h"
+#include "tools/input/InputFrames.h"
+#include "tools/input/RawGeometry.h"
+#include "tools/output/CsvWriter.h"
+#include "tools/output/OutputPaths.h"
+#include "tools/output/ProgressBar.h"
+#include "tools/output/ReplaySummary.h"
+#include "tools/output/TimelinePlot.h"
+
+namespace hdsreplay {
+
+namespace {
+
+using detector_wrapper::PresenceDetectorWrapper;
+
+// The layout of a camera dump's frames, from --raw, --layout (else the dump's
+// name), --row-stride or --row-padding; none without --raw.
+std::optional<RawGeometry> rawGeometry(const ReplayOptions& o) {
+  if (o.rawWidth == 0) return std::nullopt;
+  const hdsml::YuvLayout layout =
+      o.layoutGiven ? o.layout : layoutFromName(o.input).value_or(o.layout);
+  if (o.rowStride == 0) return RawGeometry::padded(o.rawWidth, o.rawHeight, layout, o.rowPadding);
+  try {
+    return RawGeometry::strided(o.rawWidth, o.rawHeight, layout, o.rowStride, o.chromaRowStride);
+  } catch (const std::invalid_argument& e) {
+    throw std::runtime_error(std::string("--row-stride: ") + e.what());
+  }
+}
+
+void writeText(const std::string& path, const std::string& text, const char* what) {
+  std::ofstream out(path);
+  out << text;
+  out.close();
+  if (!out) throw std::runtime_error(std::string("cannot write ") + what + " '" + path + "'");
+}
+
+void warnUnreached(const ReplayPlan& plan, long total) {
+  for (const std::string& what : plan.unreached(total))
+    std::fprintf(stderr, "hds-replay: warning: %s\n", what.c_str());
+}
+
+// Hands the held and input frames to the facade one at a time: each with the
+// probes applied, in the camera's layout, with what the camera logged, at its pace.
+void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& footage, Host& host,
+                  const Pacer& pacer, FrameLog& log, ProgressBar& progress) {
+  const FrameTransform transform(plan.probes);
+  hdsml::YuvFrame packed, changed;
+  while (footage.advance()) {
+    const long i = footage.index();
+    const int64_t ts = plan.clock.timestampMs(i);
+    host.enterStates(i, ts);
+    const CameraLog::Entry* logged = plan.logged(footage.inputIndex());
+    const Host::Metadata metadata{
+        transform.exposure(
+            i, logged && logged->exposureNs && !o.exposureGiven ? *logged->exposureNs : o.exposure),
+        !footage.held() && logged && logged->lensMoving};
+    const SourceFrame& source = footage.frame();
+    if (!source.raw) packed = hdsml::packYuv(source.bgr, o.layout, o.rowPadding);
+    const hdsml::YuvFrame& camera = source.raw ? source.yuv : packed;
+    const hdsml::YuvFrame& yuv =
+        transform.apply(camera, i, footage.held(), changed) ? changed : camera;
+    pacer.waitForFrame(i);
+    ReplayRecord record = host.handOver(yuv, metadata, i, ts);
+    record.stillLead = footage.part() == Footage::Part::Lead;
+    record.stillTail = footage.part() == Footage::Part::Tail;
+    log.add(record, log.wantsFrames() ? hdsml::unpackYuv(yuv) : cv::Mat());
+    progress.update(i + 1, std::string("state ") + stateShortName(host.state()) + ", status " +
+                               statusName(host.facadeStatus()));
+  }
+}
+
+}  // namespace
+
+int Replayer::run() {
+  const ReplayOptions& o = options_;
+  cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+
+  const std::optional<RawGeometry> raw = rawGeometry(o);
+  InputFrames input(o.input, o.maxFrames, raw);
+  const std::string cameraLog = !o.cameraLog.empty() ? o.cameraLog
+                                : raw                ? CameraLog::besideDump(o.input)
+                                                     : std::string();
+  const double fps = frameRate(o, input.source());
+  const ConfigFile config(o);
+  if (o.absenceMs >= 0) ::setenv("PERSIST_HDS_CV_ABSENCE", std::to_string(o.absenceMs).c_str(), 1);
+  const ReplayPlan plan =
+      planReplay(o, input.source().frameCount(), fps,
+                 cameraLog.empty() ? std::nullopt : std::optional(CameraLog::load(cameraLog)));
+
+  const std::optional<Truth> truth =
+      o.truthPath.empty() ? std::nullopt : std::optional(Truth::load(o.truthPath));
+  const std::vector<TruthSpan> spans =
+      truth ? truth->resolve(plan.clock) : std::vector<TruthSpan>();
+
+  // Outputs are opened before the replay so that a bad path fails at once.
+  std::unique_ptr<CsvWriter> csv;
+  if (!o.csvPath.empty()) csv = std::make_unique<CsvWriter>(o.csvPath);
+  checkPicturePath(o.plotPath, "timeline");
+  checkPicturePath(o.sheetPath, "contact sheet");
+  checkAnnotationPath(o.annotatePath);
+  if (plan.plannedTotal >= 0) warnUnreached(plan, plan.plannedTotal);
+
+  StdoutRedirect libraryOutput(o.libraryLog);
+  Facade det(config.path(), o.debug);
+  const cv::Size motionRes(det.client()->motionResW, det.client()->motionResH);
+  const long long absenceThresholdMs = det.client()->absenceThreshold;
+  FrameLog log(o, plan, det.client(), motionRes);
+  ProgressBar progress(o.progress, plan.plannedTotal);
+  Host host(det, o, plan);
+  const Pacer pacer(o.pace, plan.fps);
+  Footage footage(input, plan.leadFrames, plan.tailFrames);
+  replayFrames(o, plan, footage, host, pacer, log, progress);
+  log.finish();
+  if (plan.plannedTotal < 0) warnUnreached(plan, static_cast<long>(log.records().size()));
+  const double runSeconds = pacer.elapsedSeconds();
+  progress.finish();
+
+  // The library's last words (teardown) still go to its log.
+  PresenceDetectorWrapper::destroy();
+  libraryOutput.restore();
+
+  if (csv) {
+    for (const ReplayRecord& r : log.records()) csv->write(r);
+    csv->close();
+  }
+  log.closeAnnotations();
+  RunFacts facts;
+  facts.kind = input.source().kind();
+  facts.layout =
+      raw ? raw->describe()
+          : hdsml::layoutName(o.layout) +
+                (o.rowPadding ? " + " + std::to_string(o.rowPadding) + " bytes row padding"
+                              : std::string());
+  facts.cameraLog = cameraLog;
+  facts.frameSize = input.last().size();
+  facts.motionRes = motionRes;
+  facts.absenceThresholdMs = absenceThresholdMs;
+  facts.framesRead = input.framesRead();
+  std::optional<Scores> scores;
+  if (truth) {
+    scores = Scores::compute(log.records(), spans, static_cast<double>(absenceThresholdMs),
+                             o.toleranceFrames);
+    scores->truthPath = o.truthPath;
+    if (!o.scoresPath.empty()) writeText(o.scoresPath, scores->json(), "scores");
+  }
+  if (!o.plotPath.empty()) {
+    TimelineInfo info = timelineInfo(o, plan, facts);
+    if (scores) {
+      info.truth = scores->marks();
+      info.falseMotionMs = scores->falseMotionMs;
+    }
+    writeTimeline(o.plotPath, log.records(), info);
+  }
+  log.writeSheet();
+  printSummary(o, summaryHeader(o, plan, facts),
+               ReplaySummary::compute(log.records(), input.framesRead(), runSeconds),
+               scores ? scores->format() : std::string());
+  return 0;
+}
+
+}  // namespace hdsreplay

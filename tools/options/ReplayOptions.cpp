@@ -1,0 +1,394 @@
+#include "tools/options/ReplayOptions.h"
+
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <tuple>
+#include <utility>
+
+namespace hdsreplay {
+
+const char* paceName(Pace pace) {
+  switch (pace) {
+    case Pace::Lockstep:
+      return "lockstep";
+    case Pace::Realtime:
+      return "realtime";
+    case Pace::Free:
+      return "free";
+  }
+  return "?";
+}
+
+std::string replayUsage() {
+  return R"(usage: hds-replay [options] INPUT
+
+Replays recorded frames through the hdsml detector, exactly as a camera
+application feeds it: every frame is handed to PresenceDetectorWrapper::detect()
+as YUV 4:2:0 with a millisecond timestamp and a camera_metadata record; the
+detection state is set with stateChange(). INPUT is a video (anything OpenCV's
+videoio opens), a folder of images, or a camera dump (with --raw). Prints a
+summary; optionally writes a CSV, a timeline picture and annotated frames, and
+scores the replay against a truth file.
+
+Input and detector
+  --config FILE         JSON configuration (default: hdsml-default.json, motion
+                        resolution 320x240)
+  --motion-res WxH      motion resolution; writes a temporary configuration
+  --layout L            camera layout of the YUV frames: nv21 (default), nv12,
+                        i420, yv12. Videos and images are packed in it; a camera
+                        dump is read in it (a dump named .nv12 ... says its own)
+  --row-padding N       bytes of padding after every row of every plane (default 0)
+  --fps F               frame rate for the timestamps (default: the video's own;
+                        30 for image folders and dumps without a camera log)
+  --frames N            replay at most N frames of the input
+  --exposure E          camera_metadata.exposureTime of every frame (default
+                        10000000). The library takes 1e9/E as the light level:
+                        above 14.99 is normal light, at or below 13.4 low light
+                        (so with E in nanoseconds, 1/15 s separates the two)
+  --debug               initialize() the library with its debug output on
+
+Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
+  --raw WxH             INPUT holds raw frames of this size: one file of frames
+                        one after the other, or a folder of one file a frame
+                        (.nv21, .nv12, .i420, .yv12, .yuv) in file-name order
+  --row-stride Y[:C]    bytes from one row to the next: Y for luma, C for chroma
+                        (default: as wide as the luma rows when interleaved,
+                        half as wide when planar); instead of --row-padding
+  --camera-log FILE     CSV of what the device recorded with each frame, with a
+                        header: timestamp_ms, exposure_ns, lens_moving (the last
+                        two optional). Found by itself beside a dump: NAME.csv
+                        for NAME.nv21, FOLDER/frames.csv for a folder. Its
+                        timestamps replace --fps; its exposures are used unless
+                        --exposure is given
+
+Detection state
+  --states SCRIPT       state changes, e.g. "0:DETECT_MOTION,30s:DETECT_ABSENCE".
+                        WHEN is a time (12s, 1.5s, 800ms, 2min) or a frame
+                        number; STATE is DETECT_MOTION, DETECT_PRESENCE,
+                        DETECT_ABSENCE (or motion, presence, absence). Without
+                        an entry for frame 0 the replay starts in DETECT_MOTION.
+  --absence-ms MS       absence threshold in milliseconds (sets the system
+                        property persist.hds.cv.absence; library default 5000)
+
+Pacing
+  --pace lockstep       (default) hand over a frame only after the motion thread
+                        has finished the previous one (waiting at most --wait-ms,
+                        default 2000): deterministic, and as fast as the machine
+                        allows
+  --pace realtime       at the frame rate, like a live camera: frames that arrive
+                        while the motion thread is busy are dropped
+  --pace free           as fast as possible, without waiting
+
+Held frames and input probes (times count from the first frame handed over)
+  --hold-first SPAN     before the input, hold its first frame for SPAN (10s, or
+                        a number of frames) with sensor noise: a still scene
+  --hold-last SPAN      after the input ends, repeat its last frame for SPAN
+                        with sensor noise
+  --noise SIGMA         standard deviation of that noise, in grey levels
+                        (default 2; 0 for none)
+  --brightness-ramp A:B multiply the brightness by A at the first frame, by B at
+                        the last, linearly in between
+  --exposure-step T:F   from T on, brightness and exposure time both jump by the
+                        factor F (a sudden auto-exposure change)
+  --grayscale-at T      from T on, frames lose their colour (a camera switching
+                        to infrared night mode)
+  On a camera dump the probes work on the YUV samples: the gain scales luma and
+  the chroma's distance from grey, the infrared switch makes the chroma grey.
+
+Truth and scores
+  --truth FILE          CSV of what really happened: a header start,end,label,note
+                        and one interval a row, e.g. "10s,89.5s,moving,walk-in";
+                        label moving (someone there) or nuisance (motion that must
+                        not count: leaves, a screen). Scores the replay: for each
+                        moving interval that begins in DETECT_MOTION the time to
+                        the first motion report, or a miss; false motion (reports
+                        and seconds of filtered motion outside moving intervals);
+                        the time from the end of the last moving interval to the
+                        first absence report; absence reported while something
+                        moves. Printed, drawn as a band on the timeline
+  --tolerance N         frames after a moving interval in which motion is not
+                        false (default 16: the ring compares each frame with the
+                        one 14 frames back, and the filter holds 10 of its 12
+                        votes for two more)
+  --scores FILE         the scores as JSON
+
+Output
+  --csv FILE            one row per frame: frame, timestamp_ms, state, status,
+                        status_name, confidence, report_ts, motion_detected,
+                        motion_score, vote, rect_count, rects, processed,
+                        dropped, new_report, fresh (0 when the status the host
+                        reads was decided before the last state change),
+                        window_votes and window_length (the filter's window,
+                        "10 of 12"), since_motion_ms (the absence timer),
+                        lens_moving, detect_us
+  --plot FILE.png       timeline picture: filter score with the 0.8 line,
+                        per-frame votes, frame hand-over, reported status
+                        (hatched while stale) and state, reports marked
+  --annotate PATH       annotated frames with the motion rectangles: a video when
+                        PATH ends in .mp4, .avi or .mkv, else a folder of PNGs
+  --contact-sheet FILE.png
+                        one picture with every Nth annotated frame
+  --sheet-every N       N for the contact sheet (default: about 24 tiles)
+  --library-log FILE    keep the library's own standard output (state changes,
+                        "Absence Detected @ ..." lines) in FILE; "-" leaves it on
+                        standard output. By default it is discarded.
+  --no-progress         no progress bar (it is shown only on a terminal anyway)
+  -h, --help            this text
+
+Motion rectangles, per-frame votes and the filter's window are known only with
+--pace lockstep: they are read from the motion detector while its thread is
+idle, between two frames. With the other paces those CSV columns stay empty and
+no boxes are drawn; the filter score of each frame that was analysed is still
+reported.
+
+Exit status: 0 on success, 1 when the input, the configuration or an output
+cannot be used, 2 on a bad command line.
+)";
+}
+
+namespace {
+
+// 0.1, 1000, 2.5: as a person writes them, not "1000.000000".
+std::string plainNumber(double v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%g", v);
+  return buf;
+}
+
+double parseNumber(const std::string& option, const std::string& text, double min, double max) {
+  errno = 0;
+  char* end = nullptr;
+  const double v = std::strtod(text.c_str(), &end);
+  if (text.empty() || end != text.c_str() + text.size() || errno != 0 || !std::isfinite(v))
+    throw UsageError(option + ": '" + text + "' is not a number");
+  if (v < min || v > max)
+    throw UsageError(option + ": " + text + " is out of range: give a number from " +
+                     plainNumber(min) + " to " + plainNumber(max));
+  return v;
+}
+
+long long parseInteger(const std::string& option, const std::string& text, long long min,
+                       long long max) {
+  errno = 0;
+  char* end = nullptr;
+  const long long v = std::strtoll(text.c_str(), &end, 10);
+  if (text.empty() || end != text.c_str() + text.size() || errno != 0)
+    throw UsageError(option + ": '" + text + "' is not a whole number");
+  if (v < min || v > max)
+    throw UsageError(option + ": " + text + " is out of range: give a whole number " +
+                     (max >= INT_MAX
+                          ? "of at least " + std::to_string(min)
+                          : "from " + std::to_string(min) + " to " + std::to_string(max)));
+  return v;
+}
+
+TimeSpec parseTime(const std::string& option, const std::string& text) {
+  try {
+    return TimeSpec::parse(text, option);
+  } catch (const std::invalid_argument& e) {
+    throw UsageError(e.what());
+  }
+}
+
+// Splits "A:B" at its last colon, so that "1.5s:2" works.
+std::pair<std::string, std::string> splitPair(const std::string& option, const std::string& text,
+                                              const char* form) {
+  const size_t colon = text.rfind(':');
+  if (colon == std::string::npos || colon == 0 || colon + 1 == text.size())
+    throw UsageError(option + ": '" + text + "' is not of the form " + form);
+  return {text.substr(0, colon), text.substr(colon + 1)};
+}
+
+// "WxH" with even sides from 2 to `max`, as 4:2:0 needs.
+std::pair<int, int> parseSize(const std::string& option, const std::string& text, int max) {
+  const size_t x = text.find('x');
+  if (x == std::string::npos) throw UsageError(option + ": '" + text + "' is not WxH (320x240)");
+  const int w = static_cast<int>(parseInteger(option, text.substr(0, x), 2, max));
+  const int h = static_cast<int>(parseInteger(option, text.substr(x + 1), 2, max));
+  if (w % 2 != 0 || h % 2 != 0)
+    throw UsageError(option + ": width and height must be even (4:2:0 chroma)");
+  return {w, h};
+}
+
+// Called with the option's name and its value.
+using OptionHandler = std::function<void(const std::string&, const std::string&)>;
+
+// The options that take a value, each with what it sets in `o`.
+std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
+  return {
+      {"--config", [&](auto&, auto& v) { o.configPath = v; }},
+      {"--motion-res",
+       [&](auto& opt, auto& v) {
+         std::tie(o.motionWidth, o.motionHeight) = parseSize(opt, v, 4096);
+       }},
+      {"--raw",
+       [&](auto& opt, auto& v) { std::tie(o.rawWidth, o.rawHeight) = parseSize(opt, v, 1 << 16); }},
+      {"--row-stride",
+       [&](auto& opt, auto& v) {
+         const size_t colon = v.find(':');
+         o.rowStride = static_cast<int>(parseInteger(opt, v.substr(0, colon), 2, 1 << 20));
+         if (colon != std::string::npos)
+           o.chromaRowStride = static_cast<int>(parseInteger(opt, v.substr(colon + 1), 1, 1 << 20));
+       }},
+      {"--camera-log", [&](auto&, auto& v) { o.cameraLog = v; }},
+      {"--truth", [&](auto&, auto& v) { o.truthPath = v; }},
+      {"--tolerance",
+       [&](auto& opt, auto& v) {
+         o.toleranceFrames = static_cast<int>(parseInteger(opt, v, 0, 10000));
+       }},
+      {"--scores", [&](auto&, auto& v) { o.scoresPath = v; }},
+      {"--hold-first",
+       [&](auto& opt, auto& v) {
+         o.holdFirst = true;
+         o.holdFirstSpan = parseTime(opt, v);
+       }},
+      {"--layout",
+       [&](auto& opt, auto& v) {
+         try {
+           o.layout = hdsml::parseLayout(v);
+           o.layoutGiven = true;
+         } catch (const std::invalid_argument& e) {
+           throw UsageError(opt + ": " + e.what());
+         }
+       }},
+      {"--row-padding",
+       [&](auto& opt, auto& v) { o.rowPadding = static_cast<int>(parseInteger(opt, v, 0, 4096)); }},
+      {"--fps", [&](auto& opt, auto& v) { o.fps = parseNumber(opt, v, 0.1, 1000.0); }},
+      {"--frames", [&](auto& opt, auto& v) { o.maxFrames = parseInteger(opt, v, 1, LONG_MAX); }},
+      {"--exposure",
+       [&](auto& opt, auto& v) {
+         o.exposure = static_cast<int>(parseInteger(opt, v, 1, INT_MAX));
+         o.exposureGiven = true;
+       }},
+      {"--states",
+       [&](auto&, auto& v) {
+         try {
+           o.states = StateScript::parse(v);
+         } catch (const std::invalid_argument& e) {
+           throw UsageError(e.what());
+         }
+       }},
+      {"--absence-ms",
+       [&](auto& opt, auto& v) { o.absenceMs = parseInteger(opt, v, 0, 1000000000000LL); }},
+      {"--pace",
+       [&](auto& opt, auto& v) {
+         if (v == "lockstep")
+           o.pace = Pace::Lockstep;
+         else if (v == "realtime")
+           o.pace = Pace::Realtime;
+         else if (v == "free")
+           o.pace = Pace::Free;
+         else
+           throw UsageError(opt + ": '" + v + "' is not lockstep, realtime or free");
+       }},
+      {"--wait-ms", [&](auto& opt, auto& v) { o.waitMs = parseNumber(opt, v, 1.0, 600000.0); }},
+      {"--hold-last",
+       [&](auto& opt, auto& v) {
+         o.holdLast = true;
+         o.holdSpan = parseTime(opt, v);
+       }},
+      {"--noise", [&](auto& opt, auto& v) { o.noiseSigma = parseNumber(opt, v, 0.0, 100.0); }},
+      {"--brightness-ramp",
+       [&](auto& opt, auto& v) {
+         const auto [a, b] = splitPair(opt, v, "FROM:TO (1:0.3)");
+         o.brightnessRamp = true;
+         o.rampFrom = parseNumber(opt, a, 0.0, 100.0);
+         o.rampTo = parseNumber(opt, b, 0.0, 100.0);
+       }},
+      {"--exposure-step",
+       [&](auto& opt, auto& v) {
+         const auto [t, f] = splitPair(opt, v, "T:FACTOR (20s:2)");
+         o.exposureStep = true;
+         o.stepAt = parseTime(opt, t);
+         o.stepFactor = parseNumber(opt, f, 0.01, 100.0);
+       }},
+      {"--grayscale-at",
+       [&](auto& opt, auto& v) {
+         o.grayscale = true;
+         o.grayscaleAt = parseTime(opt, v);
+       }},
+      {"--csv", [&](auto&, auto& v) { o.csvPath = v; }},
+      {"--plot", [&](auto&, auto& v) { o.plotPath = v; }},
+      {"--annotate", [&](auto&, auto& v) { o.annotatePath = v; }},
+      {"--contact-sheet", [&](auto&, auto& v) { o.sheetPath = v; }},
+      {"--sheet-every",
+       [&](auto& opt, auto& v) {
+         o.sheetEvery = static_cast<int>(parseInteger(opt, v, 1, INT_MAX));
+       }},
+      {"--library-log", [&](auto&, auto& v) { o.libraryLog = v; }},
+  };
+}
+
+// Applies the option argv[i], given as --name=value or as --name value (then
+// moving i on to the value).
+void applyValueOption(const std::map<std::string, OptionHandler>& withValue, std::string arg,
+                      int argc, const char* const argv[], int& i) {
+  std::string value;
+  bool hasValue = false;
+  const size_t eq = arg.find('=');
+  if (arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+    value = arg.substr(eq + 1);
+    arg = arg.substr(0, eq);
+    hasValue = true;
+  }
+  const auto it = withValue.find(arg);
+  if (it == withValue.end()) throw UsageError("unknown option " + arg);
+  if (!hasValue) {
+    if (i + 1 >= argc) throw UsageError(arg + " needs a value");
+    value = argv[++i];
+  }
+  it->second(arg, value);
+}
+
+}  // namespace
+
+ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
+  ReplayOptions o;
+  const std::map<std::string, OptionHandler> withValue = valueOptions(o);
+  std::vector<std::string> positional;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "-h" || arg == "--help") {
+      o.help = true;
+      return o;
+    }
+    if (arg == "--debug") {
+      o.debug = true;
+      continue;
+    }
+    if (arg == "--no-progress") {
+      o.progress = false;
+      continue;
+    }
+    if (arg == "--") {
+      for (++i; i < argc; ++i) positional.push_back(argv[i]);
+      break;
+    }
+    if (arg.size() > 1 && arg[0] == '-') {
+      applyValueOption(withValue, arg, argc, argv, i);
+      continue;
+    }
+    positional.push_back(arg);
+  }
+  if (positional.empty()) throw UsageError("no input given (a video file or a folder of images)");
+  if (positional.size() > 1)
+    throw UsageError("only one input can be replayed at a time (got '" + positional[0] + "' and '" +
+                     positional[1] + "')");
+  o.input = positional[0];
+  if (!o.configPath.empty() && o.motionWidth > 0)
+    throw UsageError("--config and --motion-res exclude each other");
+  if (!o.scoresPath.empty() && o.truthPath.empty())
+    throw UsageError("--scores needs a --truth file to score against");
+  if (o.rowStride > 0 && o.rawWidth == 0)
+    throw UsageError("--row-stride describes the rows of a camera dump: give --raw WxH too");
+  if (o.rowStride > 0 && o.rowPadding > 0)
+    throw UsageError("--row-stride and --row-padding exclude each other");
+  return o;
+}
+
+}  // namespace hdsreplay

@@ -1,0 +1,79 @@
+// Everything hds-replay is told on its command line, checked and converted.
+// parseReplayOptions() throws UsageError with a message meant for the user;
+// replayUsage() is the --help text. Plain value type.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/YuvFrame.h"
+#include "tools/options/StateScript.h"
+#include "tools/options/TimeSpec.h"
+
+namespace hdsreplay {
+
+// Frames after a moving interval of the truth in which motion is not false:
+// the ring compares each frame with the one 14 frames back, and the vote filter
+// then holds 10 of its 12 votes for two more frames.
+constexpr int kDefaultToleranceFrames = 16;
+
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+enum class Pace { Lockstep, Realtime, Free };
+const char* paceName(Pace pace);
+
+struct ReplayOptions {
+  std::string input;       // video file, folder of images, or camera dump
+  std::string configPath;  // empty: the default configuration
+  int motionWidth = 0;     // 0: as the configuration says
+  int motionHeight = 0;
+  hdsml::YuvLayout layout = hdsml::YuvLayout::NV21;
+  bool layoutGiven = false;  // else a camera dump's name may say its layout
+  int rowPadding = 0;
+  int rawWidth = 0, rawHeight = 0;  // --raw: the input is a camera dump of frames this size
+  int rowStride = 0;                // 0: rows padded by rowPadding
+  int chromaRowStride = 0;          // 0: as the layout usually has it
+  std::string cameraLog;            // empty: the one beside a dump, if any
+  double fps = 0.0;                 // 0: the video's own rate
+  int exposure = 10000000;          // camera_metadata::exposureTime handed with every frame
+  bool exposureGiven = false;       // then it also overrides a camera log's
+  StateScript states = StateScript::parse("0:DETECT_MOTION");
+  long long absenceMs = -1;  // -1: leave the library's threshold alone
+  Pace pace = Pace::Lockstep;
+  double waitMs = 2000.0;  // lockstep: longest wait for one frame's analysis
+  long maxFrames = -1;     // -1: the whole input
+  bool holdFirst = false;
+  TimeSpec holdFirstSpan;
+  bool holdLast = false;
+  TimeSpec holdSpan;
+  double noiseSigma = 2.0;  // sensor noise on held frames
+  bool brightnessRamp = false;
+  double rampFrom = 1.0, rampTo = 1.0;
+  bool exposureStep = false;
+  TimeSpec stepAt;
+  double stepFactor = 1.0;
+  bool grayscale = false;
+  TimeSpec grayscaleAt;
+  std::string truthPath;  // intervals of what really moved; empty: no scores
+  int toleranceFrames = kDefaultToleranceFrames;
+  std::string scoresPath;  // the scores as JSON
+  std::string csvPath;
+  std::string plotPath;
+  std::string annotatePath;  // .mp4/.avi/.mkv: a video; anything else: a folder of PNGs
+  std::string sheetPath;     // contact sheet PNG
+  int sheetEvery = 0;        // 0: chosen so that the sheet has about 24 tiles
+  std::string libraryLog;    // empty: discard the library's own output; "-": keep on stdout
+  bool debug = false;
+  bool progress = true;
+  bool help = false;
+};
+
+// argv[0] is the program name. Throws UsageError.
+ReplayOptions parseReplayOptions(int argc, const char* const argv[]);
+std::string replayUsage();
+
+}  // namespace hdsreplay
