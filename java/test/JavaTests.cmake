@@ -34,12 +34,16 @@ endif()
 
 set(java_test_env "")
 if(HDSML_SANITIZE MATCHES "address")
-  # The JVM is not built with AddressSanitizer, so its runtime is preloaded; the
-  # JVM's own SIGSEGV handling (null checks, safepoints) must stay the JVM's,
-  # and its allocations at exit are no leaks of ours.
+  # The JVM is not built with AddressSanitizer, so its runtime is preloaded,
+  # with the C++ runtime beside it: the java launcher does not load that one,
+  # and ASan looks for the real __cxa_throw as it starts. The JVM's own SIGSEGV
+  # handling (null checks, safepoints) must stay the JVM's, and what the JVM
+  # still holds at exit is no leak of ours.
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libasan.so
     OUTPUT_VARIABLE libasan OUTPUT_STRIP_TRAILING_WHITESPACE)
-  list(APPEND java_test_env "LD_PRELOAD=${libasan}"
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libstdc++.so
+    OUTPUT_VARIABLE libstdcxx OUTPUT_STRIP_TRAILING_WHITESPACE)
+  list(APPEND java_test_env "LD_PRELOAD=${libasan}:${libstdcxx}"
     "ASAN_OPTIONS=handle_segv=0:allow_user_segv_handler=1:detect_leaks=0")
 endif()
 
