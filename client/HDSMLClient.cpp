@@ -108,7 +108,8 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
 
   const int64_t property = getPropValForAbsence();
   if (property != -1) absenceThreshold = property;
-  hdsml::logPrintf("Threshold for absence detection is %lld\n", static_cast<long long>(absenceThreshold));
+  hdsml::logPrintf("Threshold for absence detection is %lld\n",
+                   static_cast<long long>(absenceThreshold));
   hdsml::logPuts("[HDSMLClient] Read config");
 
   initializeAllignedImageBuffers();

@@ -75,7 +75,8 @@ void HDSMLClient::switchLightMode(int lightMode) {
 void HDSMLClient::analyse(FrameData& frame) {
   const long long timestamp = frame.timestamp;
   detector->setImage(frame.image);
-  if (debugEnabled) hdsml::logPrintf("[MOTION FPS] Motion thread processing frame %lld\n", timestamp);
+  if (debugEnabled)
+    hdsml::logPrintf("[MOTION FPS] Motion thread processing frame %lld\n", timestamp);
 
   detector->runAlgo(true);
   vantorData* data = nullptr;
@@ -89,7 +90,7 @@ void HDSMLClient::analyse(FrameData& frame) {
     for (const auto& region : regions) {
       const cv::Rect& r = region.first;
       hdsml::logPrintf("*#*# MotionROI timestamp %lld %d,%d,%d,%d \n", timestamp, r.x, r.y, r.width,
-             r.height);
+                       r.height);
     }
   }
 

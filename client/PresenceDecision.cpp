@@ -49,7 +49,8 @@ void HDSMLClient::saveOutput(PresenceStatus status, float score, long long frame
       output.frameTimestamp = frameTimestamp;
       output.wallClockSeconds = time(nullptr);
       hdsml::logPrintf("Absence Detected @ %lld %lld %lld\n", frameTimestamp,
-             static_cast<long long>(lastMotion), static_cast<long long>(absenceThreshold));
+                       static_cast<long long>(lastMotion),
+                       static_cast<long long>(absenceThreshold));
       if (frame != nullptr) log("ABSENCE", frame->image, true);
     }
   }

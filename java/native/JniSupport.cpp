@@ -36,7 +36,8 @@ jint onLoad(JavaVM* vm) {
   jclass forwarder = env->FindClass("org/hdsml/LogForwarder");
   if (forwarder == nullptr) return JNI_ERR;
   deliverMessage = env->GetMethodID(forwarder, "deliver", "([B)V");
-  if (createError == nullptr || nativeErrors == nullptr || deliverMessage == nullptr) return JNI_ERR;
+  if (createError == nullptr || nativeErrors == nullptr || deliverMessage == nullptr)
+    return JNI_ERR;
   if (pthread_key_create(&detachKey, detachThread) != 0) return JNI_ERR;
   return JNI_VERSION_1_6;
 }

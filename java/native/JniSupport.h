@@ -11,7 +11,13 @@
 namespace hdsml_jni {
 
 // The Java exception types the native side raises (org.hdsml.NativeErrors).
-enum class JavaError { kIo = 0, kIllegalArgument = 1, kIllegalState = 2, kOutOfMemory = 3, kRuntime = 4 };
+enum class JavaError {
+  kIo = 0,
+  kIllegalArgument = 1,
+  kIllegalState = 2,
+  kOutOfMemory = 3,
+  kRuntime = 4
+};
 
 // Caches the classes and methods the binding calls back (class lookups by name
 // work only on threads the JVM started) and the key that detaches attached

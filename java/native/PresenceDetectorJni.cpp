@@ -53,9 +53,7 @@ std::string bytesOf(JNIEnv* env, jbyteArray array) {
 
 extern "C" {
 
-JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) {
-  return hdsml_jni::onLoad(vm);
-}
+JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) { return hdsml_jni::onLoad(vm); }
 
 JNIEXPORT jlong JNICALL Java_org_hdsml_PresenceDetector_nativeOpen(JNIEnv* env, jclass,
                                                                    jbyteArray configPath,
@@ -161,8 +159,7 @@ JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeResume(JNIEnv* env,
   }
 }
 
-JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeClose(JNIEnv*, jclass,
-                                                                   jlong handle) {
+JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeClose(JNIEnv*, jclass, jlong handle) {
   std::lock_guard<std::mutex> lock(openMutex);
   auto* session = reinterpret_cast<DetectorSession*>(handle);
   if (session == nullptr || session != current.load()) return;  // closed already

@@ -22,9 +22,15 @@ final class BenchHooks {
    */
   static native ByteBuffer frame(int width, int height, int i, int[] layout);
 
-  /** Nanoseconds spent in {@code count} detect() calls from C++ on the detector's facade. */
+  /**
+   * Nanoseconds spent in {@code count} detect() calls from C++ on the detector's facade, each made
+   * once the library's thread is idle.
+   */
   static native long detectFromCpp(long handle, int width, int height, int first, int count,
       long timestamp);
+
+  /** Waits until the library's thread has analysed every frame handed over. */
+  static native boolean waitForIdle(long handle);
 
   /** Allocations the calling thread has made, or -1 when they are not counted. */
   static native long threadAllocations();

@@ -6,108 +6,86 @@ import java.util.ArrayList;
 import java.util.List;
 
 /**
- * A YUV 4:2:0 frame laid out as Camera2 hands it over: rows padded, each plane its own direct
- * buffer starting at the plane's first sample and cut after the last row's last sample, the two
- * chroma planes of NV21 and NV12 one byte apart in one interleaved block.
+ * A YUV 4:2:0 frame as Camera2 hands it over: rows padded, each plane a direct buffer from its
+ * first sample to its last (the last row cut short), NV21's and NV12's chroma planes one byte apart
+ * in one interleaved block. In page-end memory each block ends at an inaccessible page.
  */
-final class CameraFrame implements AutoCloseable {
+final class CameraFrame {
   enum Layout { NV21, NV12, I420 }
-
-  /** Where the planes' bytes live. */
-  enum Memory {
-    /** ByteBuffer.allocateDirect, freed by the garbage collector. */
-    DIRECT,
-    /** Each block ends where an inaccessible page begins (NativeHooks.pageEndBuffer). */
-    PAGE_END
-  }
 
   final int width;
   final int height;
   final Plane y;
   final Plane u;
   final Plane v;
-  private final Memory memory;
+  private final boolean pageEnd;
   private final List<ByteBuffer> blocks = new ArrayList<>();
 
-  /**
-   * Lays out {@code i420} (a width x height luma plane, then two (width + 1) / 2 x (height + 1) / 2
-   * chroma planes, U then V, all packed) with {@code padding} bytes after every row.
-   */
-  CameraFrame(byte[] i420, int width, int height, Layout layout, int padding, Memory memory) {
+  /** From planar I420: luma, then U and V of (width + 1) / 2 x (height + 1) / 2 samples. */
+  CameraFrame(byte[] i420, int width, int height, Layout layout, int padding, boolean pageEnd) {
     this.width = width;
     this.height = height;
-    this.memory = memory;
+    this.pageEnd = pageEnd;
     int cw = (width + 1) / 2;
     int ch = (height + 1) / 2;
-    int uStart = width * height;
-    int vStart = uStart + cw * ch;
-
-    int yRow = width + padding;
-    ByteBuffer yBlock = block((height - 1) * yRow + width);
+    int planar = layout == Layout.I420 ? 1 : 0;
+    int row = (2 - planar) * cw + padding;  // chroma row stride
+    int chromaBytes = (ch - 1) * row + (cw - 1) * (2 - planar) + 1;
+    ByteBuffer luma = block((height - 1) * (width + padding) + width);
+    ByteBuffer first = block(chromaBytes + 1 - planar);
+    ByteBuffer second = planar == 1 ? block(chromaBytes) : first;
+    int uAt = layout == Layout.NV21 ? 1 : 0;
+    int vAt = layout == Layout.NV12 ? 1 : 0;
     for (int r = 0; r < height; ++r) {
-      put(yBlock, r * yRow, i420, r * width, width);
-    }
-    y = new BufferPlane(yBlock, 1, yRow);
-
-    if (layout == Layout.I420) {
-      int row = cw + padding;
-      ByteBuffer uBlock = block((ch - 1) * row + cw);
-      ByteBuffer vBlock = block((ch - 1) * row + cw);
-      for (int r = 0; r < ch; ++r) {
-        put(uBlock, r * row, i420, uStart + r * cw, cw);
-        put(vBlock, r * row, i420, vStart + r * cw, cw);
-      }
-      u = new BufferPlane(uBlock, 1, row);
-      v = new BufferPlane(vBlock, 1, row);
-    } else {
-      int row = 2 * cw + padding;
-      int planeBytes = (ch - 1) * row + (cw - 1) * 2 + 1;
-      ByteBuffer pairs = block(planeBytes + 1);
-      int uOffset = layout == Layout.NV12 ? 0 : 1;
-      int vOffset = 1 - uOffset;
-      for (int r = 0; r < ch; ++r) {
-        for (int c = 0; c < cw; ++c) {
-          pairs.put(r * row + 2 * c + uOffset, i420[uStart + r * cw + c]);
-          pairs.put(r * row + 2 * c + vOffset, i420[vStart + r * cw + c]);
+      for (int c = 0; c < width; ++c) {
+        luma.put(r * (width + padding) + c, i420[r * width + c]);
+        if (r < ch && c < cw) {
+          first.put(uAt + r * row + c * (2 - planar), i420[width * height + r * cw + c]);
+          second.put(vAt + r * row + c * (2 - planar), i420[width * height + (ch + r) * cw + c]);
         }
       }
-      u = new BufferPlane(slice(pairs, uOffset, planeBytes), 2, row);
-      v = new BufferPlane(slice(pairs, vOffset, planeBytes), 2, row);
     }
+    y = new BufferPlane(luma, 1, width + padding);
+    u = new BufferPlane(slice(first, uAt, chromaBytes), 2 - planar, row);
+    v = new BufferPlane(slice(second, vAt, chromaBytes), 2 - planar, row);
   }
 
-  /** Makes every plane inaccessible (PAGE_END memory only): a later read crashes. */
-  void revoke() {
-    for (ByteBuffer b : blocks) {
-      NativeHooks.revoke(b);
+  /** A textured scene; with {@code moving}, a 24-pixel square 6 pixels further each frame. */
+  static CameraFrame scene(int width, int height, int index, boolean moving, Layout layout,
+      int padding, boolean pageEnd) {
+    int cw = (width + 1) / 2;
+    byte[] f = new byte[width * height + 2 * cw * ((height + 1) / 2)];
+    int x0 = (8 + 6 * index) % Math.max(1, width - 24);
+    for (int i = 0; i < f.length; ++i) {
+      int x = i % width;
+      int y = i / width;
+      boolean square = moving && x >= x0 && x < x0 + 24 && Math.abs(y - height / 2) < 12;
+      int luma = square ? 235 : 70 + (x * 7 + y * 13) % 60;
+      f[i] = (byte) (i >= width * height ? 120 + i % 16 : luma);
     }
+    return new CameraFrame(f, width, height, layout, padding, pageEnd);
   }
 
-  @Override
-  public void close() {
-    if (memory == Memory.PAGE_END) {
-      for (ByteBuffer b : blocks) {
-        NativeHooks.release(b);
-      }
-    }
-    blocks.clear();
+  /** A small moving NV21 frame in ordinary direct buffers. */
+  static CameraFrame small(int index) {
+    return scene(64, 48, index, true, Layout.NV21, 16, false);
   }
 
   DetectionResult detectWith(PresenceDetector detector, long timestamp, long exposureNs) {
     return detector.detect(y, u, v, width, height, timestamp, exposureNs, false);
   }
 
-  private ByteBuffer block(int size) {
-    ByteBuffer b = memory == Memory.DIRECT ? ByteBuffer.allocateDirect(size)
-                                           : NativeHooks.pageEndBuffer(size);
-    blocks.add(b);
-    return b;
+  /** Makes every plane unreadable (page-end memory only): a later read crashes. */
+  void revoke() {
+    for (ByteBuffer b : blocks) {
+      NativeHooks.revoke(b);
+    }
   }
 
-  private static void put(ByteBuffer to, int at, byte[] from, int start, int length) {
-    ByteBuffer d = to.duplicate();
-    ((Buffer) d).position(at);
-    d.put(from, start, length);
+  private ByteBuffer block(int size) {
+    ByteBuffer b = pageEnd ? NativeHooks.pageEndBuffer(size) : ByteBuffer.allocateDirect(size);
+    blocks.add(b);
+    return b;
   }
 
   static ByteBuffer slice(ByteBuffer b, int offset, int length) {
