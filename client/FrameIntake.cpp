@@ -4,12 +4,12 @@
 #include <opencv2/imgproc.hpp>
 
 #include <cstdint>
-#include <cstdio>
 
 #include "client/Destride.h"
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "conditioning/LightEstimator.h"
+#include "diagnostics/LogSink.h"
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"
@@ -22,7 +22,8 @@ int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned ch
   if (metadata != nullptr) {
     if (metadata->exposureTime != lastExposure) {
       lastExposure = metadata->exposureTime;
-      printf("Camera exposure time in microseconds %ld\n", static_cast<long>(lastExposure));
+      hdsml::logPrintf("Camera exposure time in microseconds %ld\n",
+                       static_cast<long>(lastExposure));
     }
     // An exposure of 0 or below means "unknown" (the record's default is -1):
     // it would feed an infinity or a huge negative level that the running

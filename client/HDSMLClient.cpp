@@ -15,6 +15,7 @@
 #include "client/ClientConfiguration.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
+#include "diagnostics/LogSink.h"
 #include "frames/Buffer.h"
 #include "frames/MemoryPool.h"
 #include "motion/motionDetector.h"
@@ -69,7 +70,7 @@ int64_t getPropValForAbsence() {
   for (const char* c = value; *c != '\0'; ++c) {
     if (__builtin_mul_overflow(result, 10, &result) ||
         __builtin_add_overflow(result, *c - 48, &result)) {
-      printf("Ignoring %s \"%s\": out of range\n", kAbsenceProperty, value);
+      hdsml::logPrintf("Ignoring %s \"%s\": out of range\n", kAbsenceProperty, value);
       return -1;
     }
   }
@@ -79,7 +80,7 @@ int64_t getPropValForAbsence() {
 HDSMLClient* HDSMLClient::initialize(const char* configPath, bool debug, const char* logPath) {
   FILE* file = configPath ? std::fopen(configPath, "r") : nullptr;
   if (file == nullptr) {
-    printf("Unable to load config file: %s\n", configPath ? configPath : "(null)");
+    hdsml::logPrintf("Unable to load config file: %s\n", configPath ? configPath : "(null)");
     return nullptr;
   }
   // The file was opened only to see that it exists; close it even when the
@@ -88,10 +89,10 @@ HDSMLClient* HDSMLClient::initialize(const char* configPath, bool debug, const c
   // A directory opens like a file but holds no configuration.
   struct stat info;
   if (fstat(fileno(file), &info) == 0 && S_ISDIR(info.st_mode)) {
-    printf("Unable to load config file: %s\n", configPath);
+    hdsml::logPrintf("Unable to load config file: %s\n", configPath);
     return nullptr;
   }
-  printf("[HDSMLClient] Loaded Config file: %s\n", configPath);
+  hdsml::logPrintf("[HDSMLClient] Loaded Config file: %s\n", configPath);
   return new HDSMLClient(configPath, debug, logPath);
 }
 
@@ -99,7 +100,7 @@ void HDSMLClient::destroy(HDSMLClient* client) { delete client; }
 
 HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPath*/)
     : debugEnabled(debug) {
-  printf("[HDSMLClient] Reading config %s\n", configPath);
+  hdsml::logPrintf("[HDSMLClient] Reading config %s\n", configPath);
   const ClientConfiguration config = readClientConfiguration(configPath);
   motionResW = config.motionResW;
   motionResH = config.motionResH;
@@ -107,8 +108,9 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
 
   const int64_t property = getPropValForAbsence();
   if (property != -1) absenceThreshold = property;
-  printf("Threshold for absence detection is %lld\n", static_cast<long long>(absenceThreshold));
-  puts("[HDSMLClient] Read config");
+  hdsml::logPrintf("Threshold for absence detection is %lld\n",
+                   static_cast<long long>(absenceThreshold));
+  hdsml::logPuts("[HDSMLClient] Read config");
 
   initializeAllignedImageBuffers();
   framePool = std::make_unique<MemoryPool>(2, motionResW, motionResH);
@@ -117,13 +119,13 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
   detector = std::make_unique<motionDetector>();
   detector->setAlgoType("FrameDiff", motionResW, motionResH);
   detector->profiling = debugEnabled;
-  puts("[HDSMLClient] Initialized motion detector");
+  hdsml::logPuts("[HDSMLClient] Initialized motion detector");
 
   // The estimator announces its window length itself.
   lightEstimator = std::make_unique<LightEstimator>(30, 14.99f, 13.4f);
   motionStatus = std::make_unique<MotionStatus>();
   motionFilter = std::make_unique<Filter>(12);
-  puts("Filter length for motion detector is 12");
+  hdsml::logPuts("Filter length for motion detector is 12");
 
   // Detached: teardown waits for motionThreadDone instead of joining, so the
   // client can be destroyed from any thread, including one the host reuses.
@@ -166,7 +168,7 @@ void HDSMLClient::initializeAllignedImageBuffers() {
       throw std::runtime_error("Could not allocate memory for QVGA YUV image");
     yuvImage = cv::Mat(static_cast<int>(motionResH * 1.5), motionResW, CV_8UC1, yuvBuffer);
   } catch (const std::exception& e) {
-    printf("Exception: %s\n", e.what());
+    hdsml::logPrintf("Exception: %s\n", e.what());
   }
 }
 

@@ -1,11 +1,11 @@
 // The motion thread and the state entry points that steer it.
-#include <cstdio>
 #include <ctime>
 
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
+#include "diagnostics/LogSink.h"
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "motion/motionDetector.h"
@@ -37,7 +37,7 @@ void HDSMLClient::lookForMotion() {
     if (frame == nullptr) continue;
 
     if (frame->metadata.lensMoving == 1) {
-      puts("LENS IS MOVING - SO SKIPPING!");
+      hdsml::logPuts("LENS IS MOVING - SO SKIPPING!");
       frame->decRef();
       continue;
     }
@@ -62,20 +62,21 @@ void HDSMLClient::switchLightMode(int lightMode) {
     normalLight = 0;
     motionFilter.reset();
     motionFilter = std::make_unique<Filter>(kLowLightFilterLength);
-    puts("Switching to low light frame differencing");
+    hdsml::logPuts("Switching to low light frame differencing");
   } else if (lightMode == 1 && normalLight != 1) {
     detector->setAlgoType("FrameDiff", motionResW, motionResH);
     normalLight = 1;
     motionFilter.reset();
     motionFilter = std::make_unique<Filter>(kNormalLightFilterLength);
-    puts("Switching to high light frame differencing");
+    hdsml::logPuts("Switching to high light frame differencing");
   }
 }
 
 void HDSMLClient::analyse(FrameData& frame) {
   const long long timestamp = frame.timestamp;
   detector->setImage(frame.image);
-  if (debugEnabled) printf("[MOTION FPS] Motion thread processing frame %lld\n", timestamp);
+  if (debugEnabled)
+    hdsml::logPrintf("[MOTION FPS] Motion thread processing frame %lld\n", timestamp);
 
   detector->runAlgo(true);
   vantorData* data = nullptr;
@@ -88,8 +89,8 @@ void HDSMLClient::analyse(FrameData& frame) {
   if (debugEnabled) {
     for (const auto& region : regions) {
       const cv::Rect& r = region.first;
-      printf("*#*# MotionROI timestamp %lld %d,%d,%d,%d \n", timestamp, r.x, r.y, r.width,
-             r.height);
+      hdsml::logPrintf("*#*# MotionROI timestamp %lld %d,%d,%d,%d \n", timestamp, r.x, r.y, r.width,
+                       r.height);
     }
   }
 
@@ -112,15 +113,15 @@ void HDSMLClient::stateChange(HDSState newState, const char* /*reason*/, int rat
   frameRate = static_cast<float>(rate);
   switch (newState) {
     case DETECT_PRESENCE:
-      puts("State changed to DETECT_PRESENCE");
+      hdsml::logPuts("State changed to DETECT_PRESENCE");
       detectionActive = false;
       break;
     case DETECT_ABSENCE:
-      puts("State changed to DETECT_ABSENCE");
+      hdsml::logPuts("State changed to DETECT_ABSENCE");
       detectionActive = true;
       break;
     case DETECT_MOTION:
-      puts("State changed to DETECT_MOTION");
+      hdsml::logPuts("State changed to DETECT_MOTION");
       detectionActive = true;
       break;
   }
@@ -133,13 +134,13 @@ void HDSMLClient::pause() {
   paused = true;
   frameQueue->clear();
   lightEstimator->clear();
-  puts("HDSMLClient Paused");
+  hdsml::logPuts("HDSMLClient Paused");
 }
 
 void HDSMLClient::resume() {
   lastMotionTimestamp = -1;
   stateChange(static_cast<HDSState>(state.load()), nullptr, 30);
-  puts("HDSMLClient Resumed");
+  hdsml::logPuts("HDSMLClient Resumed");
 }
 
 MotionStatus HDSMLClient::queryMotionDetector() {

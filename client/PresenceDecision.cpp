@@ -1,9 +1,9 @@
 // The presence decision: motion reports in DETECT_MOTION, absence reports in
 // DETECT_ABSENCE once no motion was seen for longer than the threshold.
-#include <cstdio>
 #include <ctime>
 
 #include "client/HDSMLClient.h"
+#include "diagnostics/LogSink.h"
 #include "frames/FrameData.h"
 
 namespace {
@@ -32,7 +32,7 @@ void HDSMLClient::saveOutput(PresenceStatus status, float score, long long frame
       output.confidence = score;
       output.frameTimestamp = frameTimestamp;
       output.wallClockSeconds = time(nullptr);
-      if (debugEnabled) printf("Motion Detected @ %lld \n", frameTimestamp);
+      if (debugEnabled) hdsml::logPrintf("Motion Detected @ %lld \n", frameTimestamp);
       if (frame != nullptr) log("MOTION", frame->image, true);
     } else if (frame != nullptr) {
       log("MOTION", frame->image, false);
@@ -48,8 +48,9 @@ void HDSMLClient::saveOutput(PresenceStatus status, float score, long long frame
       output.confidence = 1.0f;
       output.frameTimestamp = frameTimestamp;
       output.wallClockSeconds = time(nullptr);
-      printf("Absence Detected @ %lld %lld %lld\n", frameTimestamp,
-             static_cast<long long>(lastMotion), static_cast<long long>(absenceThreshold));
+      hdsml::logPrintf("Absence Detected @ %lld %lld %lld\n", frameTimestamp,
+                       static_cast<long long>(lastMotion),
+                       static_cast<long long>(absenceThreshold));
       if (frame != nullptr) log("ABSENCE", frame->image, true);
     }
   }

@@ -1,11 +1,12 @@
 #include "conditioning/LightEstimator.h"
 
 #include <cstddef>
-#include <cstdio>
+
+#include "diagnostics/LogSink.h"
 
 LightEstimator::LightEstimator(int capacity, float highThreshold, float lowThreshold)
     : capacity(capacity), highThreshold(highThreshold), lowThreshold(lowThreshold) {
-  printf("Light estimation buffer size: %d\n", capacity);
+  hdsml::logPrintf("Light estimation buffer size: %d\n", capacity);
 }
 
 void LightEstimator::estimate(float sample) {

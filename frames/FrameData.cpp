@@ -1,9 +1,10 @@
 #include "frames/FrameData.h"
 
 #include <cstddef>
-#include <cstdio>
 #include <new>
 #include <stdexcept>
+
+#include "diagnostics/LogSink.h"
 
 FrameData::FrameData(int rows, int cols) {
   try {
@@ -15,7 +16,7 @@ FrameData::FrameData(int rows, int cols) {
   } catch (const std::runtime_error& e) {
     // A record without pixels is tolerated by the destructor; the pool simply
     // lends out an unusable record rather than failing the whole client.
-    printf("Exception: %s\n", e.what());
+    hdsml::logPrintf("Exception: %s\n", e.what());
   }
 }
 

@@ -1,0 +1,272 @@
+package org.hdsml;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.nio.Buffer;
+import java.nio.ByteBuffer;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Map;
+import java.util.concurrent.ConcurrentHashMap;
+import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.TimeUnit;
+import java.util.concurrent.atomic.AtomicReference;
+import java.util.function.LongConsumer;
+import java.util.logging.LogRecord;
+import java.util.stream.Stream;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.Arguments;
+import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.MethodSource;
+
+/** The binding on synthetic frames: lifecycle, configuration, inputs, messages. */
+class PresenceDetectorTest {
+  static final String CONFIG = System.getProperty("org.hdsml.test.config");
+  private static final String CLOSED = "the PresenceDetector is closed";
+  private static final String CANNOT_OPEN =
+      "%s: cannot open the configuration file (missing, unreadable or a directory)";
+
+  static PresenceDetector openQuietly() throws IOException {
+    return PresenceDetector.open(
+        CONFIG, new DetectorOptions.Builder().setLogListener(m -> {}).build());
+  }
+
+  // The file's name is not ASCII: it must reach the library, and come back in
+  // its messages, byte for byte. '%s' in a message stands for the path.
+  @ParameterizedTest
+  @CsvSource(delimiter = '|', value = {
+      "<missing>|IOException|" + CANNOT_OPEN,
+      "<directory>|IOException|" + CANNOT_OPEN,
+      "{ \"vantor\": |IllegalArgumentException|%s(1): expected value",
+      "{ \"vantor\": { \"motionResW\": 320 } }|IllegalArgumentException|"
+          + "%s: missing key (vantor.motionResH)",
+      "{ \"vantor\": { \"motionResW\": \"1e3\", \"motionResH\": 2 } }|"
+          + "IllegalArgumentException|%s: vantor.motionResW is not an integer: \"1e3\"",
+      "{ \"vantor\": { \"motionResW\": 99999999999, \"motionResH\": 2 } }|"
+          + "IllegalArgumentException|%s: vantor.motionResW is out of range: must be an even"
+          + " number from 2 to 4096, got 99999999999"})
+  void badConfigurationsThrowTheLibrarysMessageAndLeaveNothingOpen(String json, String type,
+      String message, @TempDir Path dir) throws IOException {
+    Path path = dir.resolve("réglages-hdsml.json");
+    if (json.equals("<directory>")) {
+      Files.createDirectory(path);
+    } else if (!json.equals("<missing>")) {
+      Files.write(path, json.getBytes(StandardCharsets.UTF_8));
+    }
+    Exception e = assertThrows(Exception.class, () -> PresenceDetector.open(path.toString()));
+    assertEquals(type, e.getClass().getSimpleName());
+    assertEquals(String.format(message, path), e.getMessage());
+    openQuietly().close();  // nothing was left installed
+  }
+
+  // Without a listener, messages go to java.util.logging.
+  @Test
+  void aSecondOpenIsRefusedWhileTheFirstStaysUsableAndCallsAfterCloseThrow() throws IOException {
+    List<LogRecord> records = new ArrayList<>();
+    LogForwarder.LOGGER.setFilter(r -> !records.add(r));
+    PresenceDetector first = PresenceDetector.open(CONFIG);
+    LogForwarder.LOGGER.setFilter(null);
+    assertEquals("[HDSMLClient] Loaded Config file: " + CONFIG, records.get(0).getMessage());
+    LogRecord r = records.get(0);
+    assertEquals("INFO org.hdsml", r.getLevel() + " " + r.getLoggerName());
+    IllegalStateException e = assertThrows(IllegalStateException.class, () -> openQuietly());
+    assertTrue(e.getMessage().contains("already open"), e.getMessage());
+    first.setState(State.DETECT_MOTION, 30, 0, null);
+    assertEquals(Status.NONE, CameraFrame.small(0).detectWith(first, 1, 10_000_000).getStatus());
+    first.close();
+    first.close();
+    CameraFrame f = CameraFrame.small(0);
+    for (Runnable call : new Runnable[] {() -> f.detectWith(first, 2, 0),
+             () -> first.setState(State.DETECT_ABSENCE, 30, 2, "x"), first::pause, first::resume}) {
+      assertEquals(CLOSED, assertThrows(IllegalStateException.class, call::run).getMessage());
+    }
+  }
+
+  // A camera thread calls detect as fast as it can and a control thread changes
+  // state while close comes at a different moment each round: no crash, and both
+  // loops end on the "closed" exception.
+  @Test
+  void closeRacingDetectAndStateLoopsNeverCrashes() throws Exception {
+    CameraFrame f = CameraFrame.small(0);
+    for (int round = 0; round < 30; ++round) {
+      PresenceDetector d = openQuietly();
+      d.setState(State.DETECT_MOTION, 30, 0, null);
+      CountDownLatch started = new CountDownLatch(1 + round % 7);
+      AtomicReference<Throwable> unexpected = new AtomicReference<>();
+      Thread camera = loop(unexpected, started, ts -> f.detectWith(d, ts, 10_000_000));
+      Thread control = loop(unexpected, started, ts -> {
+        d.setState(ts % 2 == 0 ? State.DETECT_ABSENCE : State.DETECT_MOTION, 30, ts, null);
+        if (ts % 5 == 0) {
+          d.pause();
+          d.resume();
+        }
+      });
+      assertTrue(started.await(10, TimeUnit.SECONDS));
+      d.close();
+      camera.join(10_000);
+      control.join(10_000);
+      assertFalse(camera.isAlive() || control.isAlive(), "a loop did not end");
+      assertNull(unexpected.get());
+    }
+  }
+
+  // Runs `step` until the detector says it is closed; anything else is unexpected.
+  private static Thread loop(AtomicReference<Throwable> unexpected, CountDownLatch started,
+      LongConsumer step) {
+    Thread t = new Thread(() -> {
+      try {
+        for (long ts = 1;; ++ts) {
+          step.accept(ts);
+          started.countDown();
+        }
+      } catch (Throwable e) {
+        if (!(e instanceof IllegalStateException && CLOSED.equals(e.getMessage()))) {
+          unexpected.set(e);
+        }
+      }
+    });
+    t.start();
+    return t;
+  }
+
+  private interface Call {
+    void detect(PresenceDetector d, CameraFrame f);
+  }
+
+  private static Arguments bad(String message, Call call) {
+    return Arguments.of(message, call);
+  }
+
+  // CameraFrame.small(): 64x48 NV21 with 16 bytes of padding; luma rows 80
+  // bytes apart, 3824 bytes in all; chroma 32x24, rows 80 apart, 1903 bytes each.
+  static Stream<Arguments> badInputs() {
+    return Stream.of(
+        bad("plane y: is null", (d, f) -> d.detect(null, f.u, f.v, 64, 48, 1, 0, false)),
+        bad("plane y: its buffer is not direct: a heap buffer has no address the library could"
+                + " read (use the camera's buffer or ByteBuffer.allocateDirect)",
+            (d, f) -> d.detect(new BufferPlane(ByteBuffer.allocate(3824), 1, 80), f.u, f.v, 64,
+                48, 1, 0, false)),
+        bad("plane u: pixel stride 3, must be 1 or 2",
+            (d, f) -> d.detect(f.y, strides(f.u, 3, 80), f.v, 64, 48, 1, 0, false)),
+        bad("plane u: row stride 62 is shorter than a row of 32 samples at pixel stride 2 (63"
+                + " bytes)",
+            (d, f) -> d.detect(f.y, strides(f.u, 2, 62), f.v, 64, 48, 1, 0, false)),
+        bad("plane y: 3823 bytes from position 0, but a 64x48 plane with pixel stride 1 and row"
+                + " stride 80 needs 3824",
+            (d, f) -> d.detect(cut(f.y, 0, 3823), f.u, f.v, 64, 48, 1, 0, false)),
+        bad("plane v: 1902 bytes from position 1, but a 32x24 plane with pixel stride 2 and row"
+                + " stride 80 needs 1903",
+            (d, f) -> d.detect(f.y, f.u, cut(f.v, 1, 1902), 64, 48, 1, 0, false)),
+        bad("frame size 0x-48: width and height must be positive",
+            (d, f) -> d.detect(f.y, f.u, f.v, 0, -48, 1, 0, false)),
+        bad("plane y: row stride 80 is shorter than a row of 2147483647 samples at pixel stride 1"
+                + " (2147483647 bytes)",
+            (d, f) -> d.detect(f.y, f.u, f.v, Integer.MAX_VALUE, 48, 1, 0, false)),
+        bad("plane y: 3824 bytes from position 0, but a 64x2147483647 plane with pixel stride 1"
+                + " and row stride 80 needs 171798691744",
+            (d, f) -> d.detect(f.y, f.u, f.v, 64, Integer.MAX_VALUE, 1, 0, false)));
+  }
+
+  // Each is refused with a message naming the plane and the numbers, the
+  // library is not called (its call count stands still), and the detector goes
+  // on working.
+  @ParameterizedTest
+  @MethodSource("badInputs")
+  void badInputsAreRefusedBeforeTheLibrarySeesThem(String message, Call call) throws IOException {
+    try (PresenceDetector detector = openQuietly()) {
+      CameraFrame f = CameraFrame.small(0);
+      Exception e = assertThrows(IllegalArgumentException.class, () -> call.detect(detector, f));
+      assertEquals(message, e.getMessage());
+      assertEquals(1, NativeHooks.facade(detector)[10]);  // 1 + the number of calls
+      f.detectWith(detector, 1, 10_000_000);
+      assertEquals(2, NativeHooks.facade(detector)[10]);
+    }
+  }
+
+  // Planes cut after their last sample, as Android cuts them, each ending at an
+  // inaccessible page, and made unreadable as soon as detect returns. What the
+  // checks accept is enough: the library reads no byte beyond, and copies during
+  // detect what the analysis afterwards needs (else the JVM would crash here).
+  // At 320x240 (the motion resolution) every last sample is read.
+  @ParameterizedTest
+  @CsvSource({"64, 48, NV21, 16", "64, 48, NV12, 0", "65, 49, I420, 3", "65, 49, NV21, 0",
+      "320, 240, NV21, 0", "320, 240, I420, 8", "640, 480, NV21, 0", "1280, 720, I420, 0",
+      "1280, 720, NV12, 0", "10, 8, NV21, 0"})
+  void theSmallestPlanesAreEnoughAndMayBeClosedOnceDetectReturns(int width, int height,
+      CameraFrame.Layout layout, int padding) throws IOException {
+    try (PresenceDetector detector = openQuietly()) {
+      detector.setState(State.DETECT_MOTION, 30, 0, null);
+      CameraFrame f = CameraFrame.scene(width, height, 0, true, layout, padding, true);
+      f.detectWith(detector, 7, 10_000_000);
+      f.revoke();
+      assertTrue(NativeHooks.waitForIdle(detector.handle));
+      assertEquals(7, NativeHooks.lastAnalysed(detector.handle));
+    }
+  }
+
+  // An exposure of 4.3 s does not fit the library's 32 bits: saturated it stays
+  // a long one, so the library switches to low light after a window of them
+  // (truncated it would be 5 ms, daylight). The switch is announced on the
+  // library's own thread, which must be attached to the JVM for the message to
+  // arrive, and detached again when the detector closes. A listener that calls
+  // the detector (which would deadlock the library) is refused, and one that
+  // throws loses that message and nothing else.
+  @Test
+  void messagesArriveFromEveryThreadAndTheMotionThreadIsDetachedAtClose() throws Exception {
+    Map<String, Thread> threadOf = new ConcurrentHashMap<>();
+    List<String> messages = new ArrayList<>();
+    List<String> refused = new ArrayList<>();
+    PresenceDetector[] d = new PresenceDetector[1];
+    d[0] = PresenceDetector.open(CONFIG, new DetectorOptions.Builder().setLogListener(m -> {
+      messages.add(m);  // calls never overlap
+      threadOf.putIfAbsent(m, Thread.currentThread());
+      if (m.startsWith("State changed")) {
+        try {
+          d[0].pause();
+        } catch (IllegalStateException e) {
+          refused.add(e.getMessage());
+        }
+        throw new IllegalArgumentException("listener failure");
+      }
+    }).build());
+    d[0].setState(State.DETECT_MOTION, 30, 0, "test");
+    CameraFrame f = CameraFrame.small(0);
+    for (int i = 1; i <= 32; ++i) {
+      f.detectWith(d[0], i, 4_300_000_000L);
+      assertTrue(NativeHooks.waitForIdle(d[0].handle));
+    }
+    d[0].close();
+
+    assertEquals("[HDSMLClient] Loaded Config file: " + CONFIG, messages.get(0));
+    assertEquals("[a LogListener must not call the PresenceDetector]", refused.toString());
+    assertEquals(Thread.currentThread(), threadOf.get("State changed to DETECT_MOTION"));
+    assertEquals(Thread.currentThread(),
+        threadOf.get("Camera exposure time in microseconds 2147483647"));
+    Thread motion = threadOf.get("Switching to low light frame differencing");
+    assertEquals("hdsml motion thread", motion.getName());
+    assertTrue(motion.isDaemon());
+    motion.join(10_000);
+    assertFalse(motion.isAlive(), "the motion thread was not detached from the JVM");
+    assertTrue(messages.stream().noneMatch(m -> m.endsWith("\n")));
+  }
+
+  private static Plane strides(Plane p, int pixelStride, int rowStride) {
+    return new BufferPlane(p.getBuffer(), pixelStride, rowStride);
+  }
+
+  private static Plane cut(Plane p, int position, int length) {
+    ByteBuffer b = CameraFrame.slice(p.getBuffer(), 0, position + length);
+    ((Buffer) b).position(position);
+    return new BufferPlane(b, p.getPixelStride(), p.getRowStride());
+  }
+}
