@@ -37,8 +37,8 @@
 #include "tools/TimelinePlot.h"
 #include "wrapper/PresenceDetectorWrapper.h"
 
-#ifndef HDS_REPLAY_SOURCE_CONFIG
-#define HDS_REPLAY_SOURCE_CONFIG ""
+#ifndef HDS_REPLAY_DATA_DIR
+#define HDS_REPLAY_DATA_DIR "../share/hdsml"
 #endif
 
 namespace hdsreplay {
@@ -51,16 +51,17 @@ using detector_wrapper::PresenceDetectorWrapper;
 
 constexpr const char* kDefaultConfigName = "hdsml-default.json";
 
-// The configuration shipped beside the binary (copied there by the build), else
-// the one in the source tree the binary was built from.
+// The configuration beside the binary (the build tree copies it there), else
+// the installed one, found relative to the binary (bin/../share/hdsml) so that
+// an installed tree works wherever it is. When neither exists, the installed
+// place is named in the error.
 std::string defaultConfigPath() {
   std::error_code ec;
   const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-  if (!ec) {
-    const fs::path beside = exe.parent_path() / kDefaultConfigName;
-    if (fs::exists(beside, ec)) return beside.string();
-  }
-  return HDS_REPLAY_SOURCE_CONFIG;
+  if (ec) return kDefaultConfigName;
+  const fs::path beside = exe.parent_path() / kDefaultConfigName;
+  if (fs::exists(beside, ec)) return beside.string();
+  return (exe.parent_path() / HDS_REPLAY_DATA_DIR / kDefaultConfigName).lexically_normal().string();
 }
 
 // A configuration file written for --motion-res, removed again on exit.
