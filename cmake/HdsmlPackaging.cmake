@@ -30,7 +30,9 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 
+# The packages' names, one a line, for scripts/package to check its output.
 set(hdsml_debian_doc_dir ${PROJECT_BINARY_DIR}/debian-doc)
+file(REMOVE ${hdsml_debian_doc_dir}/packages.txt)
 string(TIMESTAMP hdsml_debian_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 
 # One package: COMPONENT's files plus Debian's copyright and changelog under
@@ -42,6 +44,8 @@ function(hdsml_debian_package component)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "NAME;SECTION;SUMMARY;DESCRIPTION;PACKAGE_DEPENDS;MULTI_ARCH"
     "DEPENDS")
   string(TOUPPER ${component} up)
+  set_property(GLOBAL APPEND PROPERTY HDSML_DEBIAN_COMPONENTS ${component})
+  file(APPEND ${hdsml_debian_doc_dir}/packages.txt "${arg_NAME}\n")
   set(CPACK_DEBIAN_${up}_PACKAGE_NAME ${arg_NAME} PARENT_SCOPE)
   set(CPACK_DEBIAN_${up}_PACKAGE_SECTION ${arg_SECTION} PARENT_SCOPE)
   set(CPACK_COMPONENT_${up}_DESCRIPTION "${arg_SUMMARY}\n${arg_DESCRIPTION}" PARENT_SCOPE)
@@ -94,5 +98,5 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/cmake/debian/runtime/triggers
   ${PROJECT_BINARY_DIR}/no-such-file/postinst ${PROJECT_BINARY_DIR}/no-such-file/postrm)
 
-set(CPACK_COMPONENTS_ALL runtime dev tools)
+get_property(CPACK_COMPONENTS_ALL GLOBAL PROPERTY HDSML_DEBIAN_COMPONENTS)
 include(CPack)

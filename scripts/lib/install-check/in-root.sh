@@ -28,13 +28,13 @@ expect() {
   fi
 }
 
-step "apt-get install ./libhdsml0 ./libhdsml-dev ./hdsml-tools, and g++ cmake make pkg-config"
-apt-get update -qq
 cd "$here/debs"
 debs=(./*.deb)
+mapfile -t packages < <(for deb in "${debs[@]}"; do dpkg-deb -f "$deb" Package; done)
+step "apt-get install ${debs[*]}, and g++ cmake make pkg-config"
+apt-get update -qq
 apt-get install -y -qq --no-install-recommends "${debs[@]}" g++ cmake make pkg-config
 cd "$here"
-packages=(libhdsml0 libhdsml-dev hdsml-tools)
 for p in "${packages[@]}"; do
   echo "  $p $(dpkg-query -W -f='${Version}' "$p"): $(dpkg -L "$p" | while read -r f; do
     [ -d "$f" ] || echo "$f"; done | wc -l) files"
