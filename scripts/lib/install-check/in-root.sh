@@ -45,8 +45,9 @@ done
 step "every installed header compiles with pkg-config --cflags hdsml ($(pkg-config --modversion hdsml))"
 dpkg -L libhdsml-dev | sed -n 's|^/usr/include/hdsml/\(.*\.h\)$|#include "\1"|p' >all-headers.cpp
 echo "  $(wc -l <all-headers.cpp) headers"
-# shellcheck disable=SC2046
-g++ -fsyntax-only -Wall -Wextra $(pkg-config --cflags hdsml) all-headers.cpp
+cflags=$(pkg-config --cflags hdsml)
+# shellcheck disable=SC2086
+g++ -fsyntax-only -Wall -Wextra $cflags all-headers.cpp
 
 # Builds and runs both consumers against the hdsml found under prefix $1 (the
 # system's when empty), writing the frames into $2.
@@ -66,8 +67,10 @@ consumers() {
   switch=$(sed -n 's/.*DETECT_ABSENCE from frame \([0-9]*\).*/\1/p' consumer.out)
 
   step "consumer built with pkg-config hdsml${prefix:+ (PKG_CONFIG_PATH=$PKG_CONFIG_PATH)}"
-  # shellcheck disable=SC2046
-  g++ -O2 -Wall -Wextra consumer/consumer.cpp $(pkg-config --cflags --libs hdsml) -o consumer-pc
+  local flags
+  flags=$(pkg-config --cflags --libs hdsml)
+  # shellcheck disable=SC2086
+  g++ -O2 -Wall -Wextra consumer/consumer.cpp $flags -o consumer-pc
   # Outside the system's library path, a program linked with -L alone needs
   # to be told where the library is.
   libdir=$(pkg-config --variable=libdir hdsml)
