@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#ifndef HDS_REPLAY_SOURCE_CONFIG
-#define HDS_REPLAY_SOURCE_CONFIG ""
+#ifndef HDS_REPLAY_DATA_DIR
+#define HDS_REPLAY_DATA_DIR "../share/hdsml"
 #endif
 
 namespace hdsreplay {
@@ -22,11 +22,10 @@ std::string defaultConfigPath() {
   constexpr const char* kDefaultConfigName = "hdsml-default.json";
   std::error_code ec;
   const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-  if (!ec) {
-    const fs::path beside = exe.parent_path() / kDefaultConfigName;
-    if (fs::exists(beside, ec)) return beside.string();
-  }
-  return HDS_REPLAY_SOURCE_CONFIG;
+  if (ec) return kDefaultConfigName;
+  const fs::path beside = exe.parent_path() / kDefaultConfigName;
+  if (fs::exists(beside, ec)) return beside.string();
+  return (exe.parent_path() / HDS_REPLAY_DATA_DIR / kDefaultConfigName).lexically_normal().string();
 }
 
 ConfigFile::ConfigFile(const ReplayOptions& o) : path_(o.configPath) {

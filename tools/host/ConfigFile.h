@@ -10,8 +10,10 @@
 
 namespace hdsreplay {
 
-// The configuration shipped beside the binary, else the one in the source tree
-// the binary was built from.
+// The configuration beside the binary (the build tree copies it there), else
+// the installed one, found relative to the binary (bin/../share/hdsml) so that
+// an installed tree works wherever it is; that place is named in the error
+// when neither exists.
 std::string defaultConfigPath();
 
 class ConfigFile {
