@@ -9,7 +9,7 @@
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "conditioning/LightEstimator.h"
-#include "diagnostics/LogSink.h"
+#include "diagnostics/Log.h"
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"

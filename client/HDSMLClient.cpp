@@ -15,7 +15,7 @@
 #include "client/ClientConfiguration.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
-#include "diagnostics/LogSink.h"
+#include "diagnostics/Log.h"
 #include "frames/Buffer.h"
 #include "frames/MemoryPool.h"
 #include "motion/motionDetector.h"

@@ -5,7 +5,7 @@
 #include "client/camera_metadata.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
-#include "diagnostics/LogSink.h"
+#include "diagnostics/Log.h"
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "motion/motionDetector.h"

@@ -3,7 +3,7 @@
 #include <ctime>
 
 #include "client/HDSMLClient.h"
-#include "diagnostics/LogSink.h"
+#include "diagnostics/Log.h"
 #include "frames/FrameData.h"
 
 namespace {

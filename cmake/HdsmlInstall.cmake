@@ -34,7 +34,8 @@ set(HDSML_PUBLIC_HEADERS
   motion/vantorData.h
   conditioning/Filter.h
   conditioning/LightEstimator.h
-  diagnostics/HDSML_Logger.h)
+  diagnostics/HDSML_Logger.h
+  diagnostics/LogSink.h)
 
 set(HDSML_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/hdsml)
 

@@ -3,7 +3,9 @@
 # -DCMAKE_INSTALL_PREFIX=/usr, then runs cpack and lintian):
 #   libhdsml0     component runtime  the shared library (named for its SONAME)
 #   libhdsml-dev  component dev      headers, CMake package files, hdsml.pc
-#   hdsml-tools   component tools    hds-replay, hds-extract-frames, hds-facade-layout
+#   hdsml-tools   component tools    hds-replay, hds-grid, hds-extract-frames, hds-facade-layout
+#   libhdsml-jni  component jni      the Java binding's JNI library (when Java is built)
+#   libhdsml-java component java     hdsml.jar, the Java binding's API (when Java is built)
 # Another package is one more install component and one more
 # hdsml_debian_package() call below.
 
@@ -88,8 +90,20 @@ hdsml_debian_package(dev NAME libhdsml-dev SECTION libdevel MULTI_ARCH same DEPE
 hdsml_debian_package(tools NAME hdsml-tools SECTION video DEPENDS runtime
   SUMMARY "motion and absence detection on camera frames - replay tools"
   DESCRIPTION "${hdsml_about}\n\nThis package holds hds-replay, which feeds recorded video through the
-library as a camera application would, hds-extract-frames and
-hds-facade-layout.")
+library as a camera application would, hds-grid, which compares settings
+side by side over clips, hds-extract-frames and hds-facade-layout.")
+if(TARGET hdsml_jni AND TARGET hdsml_java)
+  hdsml_debian_package(jni NAME libhdsml-jni SECTION java MULTI_ARCH same DEPENDS runtime
+    SUMMARY "motion and absence detection on camera frames - JNI library"
+    DESCRIPTION "${hdsml_about}\n\nThis package holds libhdsml_jni.so, the native part of the Java
+binding, in the folder Debian's Java virtual machines search.")
+  # The jar is the same on every machine; its native part is not.
+  set(CPACK_DEBIAN_JAVA_PACKAGE_ARCHITECTURE all)
+  hdsml_debian_package(java NAME libhdsml-java SECTION java DEPENDS jni
+    SUMMARY "motion and absence detection on camera frames - Java binding"
+    DESCRIPTION "${hdsml_about}\n\nThis package holds hdsml.jar (package org.hdsml, Java 8 bytecode),
+the binding that Java and Kotlin applications call.")
+endif()
 
 # ldconfig runs from dpkg's trigger, not from maintainer scripts: CPack would
 # write postinst and postrm calling it unless the control files name their own;

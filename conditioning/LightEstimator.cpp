@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "diagnostics/LogSink.h"
+#include "diagnostics/Log.h"
 
 LightEstimator::LightEstimator(int capacity, float highThreshold, float lowThreshold)
     : capacity(capacity), highThreshold(highThreshold), lowThreshold(lowThreshold) {

@@ -1,4 +1,4 @@
-#include "diagnostics/LogSink.h"
+#include "diagnostics/Log.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -25,8 +25,4 @@ using LogSink = void (*)(void* context, const char* text, size_t length);
 // Installs `sink` for every later message; null restores the default.
 HDSML_EXPORT void setLogSink(LogSink sink, void* context);
 
-// The library's printf and puts: one call, one message.
-void logPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
-void logPuts(const char* line);
-
 }  // namespace hdsml

@@ -4,7 +4,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "diagnostics/LogSink.h"
+#include "diagnostics/Log.h"
 
 FrameData::FrameData(int rows, int cols) {
   try {

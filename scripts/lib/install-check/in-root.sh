@@ -11,8 +11,10 @@
 #  4. builds it again with pkg-config hdsml and runs it;
 #  5. runs the installed hds-replay --help, then a replay of those frames with
 #     its default configuration (share/hdsml), and starts the other two tools;
-#  6. copies the installed files to /opt/moved, removes the packages, and does
-#     3 to 5 again from there: the tree works wherever it is.
+#  6. with the Java packages: compiles Consumer.java against the installed
+#     hdsml.jar and runs it (motion, then absence) through the JNI library;
+#  7. copies the installed files to /opt/moved, removes the packages, and does
+#     3 to 6 again from there: the tree works wherever it is.
 # Each step that fails ends the script with a non-zero status.
 set -euo pipefail
 here=/tmp/install-check
@@ -31,9 +33,13 @@ expect() {
 cd "$here/debs"
 debs=(./*.deb)
 mapfile -t packages < <(for deb in "${debs[@]}"; do dpkg-deb -f "$deb" Package; done)
-step "apt-get install ${debs[*]}, and g++ cmake make pkg-config"
+java=0
+for p in "${packages[@]}"; do [ "$p" = libhdsml-java ] && java=1; done
+tools=(g++ cmake make pkg-config)
+[ $java -eq 0 ] || tools+=(default-jdk-headless)
+step "apt-get install ${debs[*]}, and ${tools[*]}"
 apt-get update -qq
-apt-get install -y -qq --no-install-recommends "${debs[@]}" g++ cmake make pkg-config
+apt-get install -y -qq --no-install-recommends "${debs[@]}" "${tools[@]}"
 cd "$here"
 for p in "${packages[@]}"; do
   echo "  $p $(dpkg-query -W -f='${Version}' "$p"): $(dpkg -L "$p" | while read -r f; do
@@ -79,6 +85,20 @@ consumers() {
   expect '^consumer: absence reported' "$(cat consumer.out)"
 }
 
+# Compiles and runs the Java consumer against the jar at $1, its JNI library
+# found by the JVM (the system's) or named by $2.
+java_consumer() {
+  local jar="$1" jni="${2:-}"
+  [ $java -eq 1 ] || return 0
+  step "Java consumer against $jar${jni:+ with -Dorg.hdsml.library=$jni}"
+  rm -rf java-classes && mkdir java-classes
+  javac -Xlint:all -Werror -cp "$jar" -d java-classes consumer/Consumer.java
+  java ${jni:+-Dorg.hdsml.library=$jni} -cp "$jar:java-classes" Consumer \
+    "${3:-/usr/share/hdsml/hdsml-default.json}" | tee consumer.out
+  expect '^consumer \(Java\): motion reported' "$(cat consumer.out)"
+  expect '^consumer \(Java\): absence reported' "$(cat consumer.out)"
+}
+
 # Runs the hds-replay at $1 on the frames in $2.
 replays() {
   local replay="$1" frames="$2"
@@ -101,6 +121,7 @@ replays() {
 
 consumers "" "$here/frames"
 replays "$(command -v hds-replay)" "$here/frames"
+java_consumer /usr/share/java/hdsml.jar
 expect '^/usr/bin/hds-replay$' "$(command -v hds-replay)"
 
 step "the installed files copied to $moved, the packages removed"
@@ -120,4 +141,8 @@ consumers "$moved" "$here/frames-moved"
 echo "  $moved/bin/hds-replay: $(ldd "$moved/bin/hds-replay" | grep -F libhdsml)"
 expect "libhdsml.so.0 => $moved/(bin/\.\./)?lib/" "$(ldd "$moved/bin/hds-replay")"
 replays "$moved/bin/hds-replay" "$here/frames-moved"
+if [ $java -eq 1 ]; then
+  java_consumer "$moved/share/java/hdsml.jar" "$(find "$moved" -name libhdsml_jni.so)" \
+    "$moved/share/hdsml/hdsml-default.json"
+fi
 step "passed"
