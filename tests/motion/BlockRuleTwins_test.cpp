@@ -13,6 +13,7 @@
 #include "frames/KernelPath.h"
 #include "motion/FrameDiff.h"
 #include "motion/FrameDiffLowLight.h"
+#include "tests/support/SampleVideo.h"
 
 namespace {
 
@@ -123,6 +124,42 @@ TEST(KnifeEdgeBlocks, VectorRuleSumsInThePlainOrder) {
   }
 }
 
+// Blocks just above and just below the integer screens with which the vector
+// rules pass over still quads (normal light: ssd 16000; low light: W, the sum of
+// 114|d0| + 587|d1| + 299|d2|, 319000), each alone in a frame, at every block
+// position: every lane of whole quads, a last quad read whole with a lane past
+// the visited blocks (32 wide), the plain tail (42 wide), unvisited blocks.
+TEST(ScreenBoundaryBlocks, DecidedAlikeInEveryLaneAndInTheTail) {
+  const struct {
+    const char* what;
+    Rule rule;
+    cv::Vec3b reference, first, rest;  // the block's first pixel, its other 15
+    int foregroundPixels;
+  } kCases[] = {
+      // Chromaticity 0.74, channel sums in range: only ssd decides.
+      {"ssd 16001", Rule::kNormalLight, {29, 100, 11}, {11, 101, 37}, {11, 100, 37}, 16},
+      {"ssd 16000", Rule::kNormalLight, {29, 100, 11}, {11, 100, 37}, {11, 100, 37}, 0},
+      // Differences of one sign: the luma sum is W / 1000, to float precision.
+      {"W 320029", Rule::kLowLight, {100, 100, 100}, {101, 135, 100}, {100, 134, 100}, 16},
+      {"W 319915", Rule::kLowLight, {100, 100, 100}, {100, 135, 100}, {100, 134, 100}, 0}};
+  for (const auto& c : kCases) {
+    for (cv::Size size : {cv::Size(32, 12), cv::Size(42, 12)}) {
+      Twins twins(c.rule, size.width, size.height);
+      const cv::Mat reference(size, CV_8UC3, cv::Scalar(c.reference));
+      for (int x = 0; x + 4 <= size.width; x += 4) {
+        for (int y = 0; y + 4 <= size.height; y += 4) {
+          cv::Mat current = reference.clone();
+          current(cv::Rect(x, y, 4, 4)).setTo(cv::Scalar(c.rest));
+          current.at<cv::Vec3b>(y, x) = c.first;
+          const bool visited = x + 2 < size.width - 2 && y + 2 < size.height - 2;
+          EXPECT_EQ(twins.compare(current, reference), visited ? c.foregroundPixels : 0)
+              << c.what << " at " << x << "," << y << " of " << size;
+        }
+      }
+    }
+  }
+}
+
 // The first 300 frames of OpenCV's sample recording (people walking) at
 // 320x240 in red, green, blue order; empty when the file is missing.
 const std::vector<cv::Mat>& sampleFrames() {
@@ -148,7 +185,7 @@ TEST(KernelPath, VectorKernelsAreBuiltOnX86AndArm64) { EXPECT_TRUE(vectorKernels
 // In normal light and darkened to a quarter (low light), each frame against
 // the one the rule's ring compares it with.
 TEST(RealFrames, VectorRulesMatchPlainRules) {
-  if (sampleFrames().size() < 200) GTEST_SKIP() << HDSML_SAMPLE_VIDEO << " missing";
+  HDSML_REQUIRE_SAMPLE(sampleFrames().size() >= 200, HDSML_SAMPLE_VIDEO);
   for (Rule rule : {Rule::kNormalLight, Rule::kLowLight}) {
     for (double gain : {1.0, 0.25}) {
       std::vector<cv::Mat> frames(sampleFrames().size());
