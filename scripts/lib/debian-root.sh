@@ -132,10 +132,12 @@ root_unpack() {
   mount -t proc proc "$ROOT_DIR/proc"
 }
 
-# A clean environment: nothing of the caller's leaks into the root.
+# A clean environment: nothing of the caller's leaks into the root but CI, so
+# that tests in a root fail there, as on the host, rather than skip when a
+# sample video is missing (tests/support/SampleVideo.h).
 ROOT_ENV=(/usr/bin/env -i HOME=/root TERM=dumb LANG=C.UTF-8
   PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
-  DEBIAN_FRONTEND=noninteractive)
+  DEBIAN_FRONTEND=noninteractive ${CI:+"CI=$CI"})
 
 root_run() {
   chroot "$ROOT_DIR" "${ROOT_ENV[@]}" /bin/bash -c "$1"

@@ -43,23 +43,33 @@ class BadInputTest : public ::testing::Test {
 };
 
 TEST_F(BadInputTest, AbsencePropertyKeepsItsArithmeticAndRefusesWhatDoesNotFit) {
-  // Every character counts as its code - 48; what overflows 64 bits gives -1.
+  // Unset or empty gives -1; every character counts as its code - 48 ("12a" is
+  // (1 * 10 + 2) * 10 + 49); what overflows 64 bits gives -1.
   // clang-format off
-  const char* values[] = {"abc", "-5", " 7000 ", "5.5", "9223372036854775807",
-                          "9223372036854775808", "////////////////////", "zzzzzzzzzzzzzzzzzzzz"};
+  const std::pair<const char*, int64_t> kValues[] = {
+      {nullptr, -1}, {"", -1}, {"7000", 7000}, {"12a", 169}, {"abc", 5451}, {"-5", -25},
+      {" 7000 ", -1530016}, {"5.5", 485}, {"9223372036854775807", INT64_MAX},
+      {"9223372036854775808", -1}, {"////////////////////", -1}, {"zzzzzzzzzzzzzzzzzzzz", -1}};
   // clang-format on
-  const int64_t thresholds[] = {5451, -25, -1530016, 485, INT64_MAX, -1, -1, -1};
-  for (int i = 0; i < 8; ++i) {
-    ScopedEnv value("PERSIST_HDS_CV_ABSENCE", values[i]);
-    EXPECT_EQ(getPropValForAbsence(), thresholds[i]) << values[i];
+  for (const auto& [value, threshold] : kValues) {
+    ScopedEnv property("PERSIST_HDS_CV_ABSENCE", value);
+    EXPECT_EQ(getPropValForAbsence(), threshold) << (value ? value : "unset");
   }
-  ScopedEnv twentyDigits("PERSIST_HDS_CV_ABSENCE", "99999999999999999999");
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(client().absenceThreshold, 5000);
-  EXPECT_NE(testing::internal::GetCapturedStdout().find(
-                "Ignoring persist.hds.cv.absence \"99999999999999999999\": out of range\n"
-                "Threshold for absence detection is 5000\n"),
-            std::string::npos);
+  // The client takes whatever is not refused, 0 and negative thresholds included.
+  const std::pair<const char*, const char*> kClients[] = {
+      {"0", "Threshold for absence detection is 0\n"},
+      {"-5", "Threshold for absence detection is -25\n"},
+      {"99999999999999999999",
+       "Ignoring persist.hds.cv.absence \"99999999999999999999\": out of range\n"
+       "Threshold for absence detection is 5000\n"}};
+  for (const auto& [value, printed] : kClients) {
+    ScopedEnv property("PERSIST_HDS_CV_ABSENCE", value);
+    testing::internal::CaptureStdout();
+    const int64_t threshold = client().absenceThreshold;
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find(printed), std::string::npos) << out;
+    EXPECT_NE(out.find(" is " + std::to_string(threshold) + "\n"), std::string::npos) << out;
+  }
 }
 
 TEST_F(BadInputTest, AbsenceTimerComparesExtremeTimestampsExactly) {
@@ -131,18 +141,23 @@ TEST_F(BadInputTest, FramesTooSmallToShrinkAreDroppedBeforeThePool) {
   }
 }
 
-TEST_F(BadInputTest, UnknownExposuresFeedNoLightSample) {
+// Exposures of 0 or below carry no light sample; levels (1e9 / exposure in ns,
+// the mean of 30) switch out of low light above 14.99 and back at 13.4.
+TEST_F(BadInputTest, UnknownExposuresFeedNoLightSampleAndLevelsSwitchAt14_99And13_4) {
   HDSMLClient& c = client();
   c.stateChange(DETECT_PRESENCE, nullptr, 30);  // intake stops after the light estimate
   camera_metadata metadata;
-  testing::internal::CaptureStdout();
-  for (const auto& run : {std::make_pair(-1, 40), std::make_pair(0, 5),
-                          std::make_pair(INT32_MIN, 5), std::make_pair(100000000, 300)}) {
-    metadata.exposureTime = run.first;  // the last, 1/10 s, is low light (level 10)
-    for (int i = 0; i < run.second; ++i)
+  const auto feed = [&](int exposure, int frames) {
+    metadata.exposureTime = exposure;
+    for (int i = 0; i < frames; ++i)
       c.cameraFrameData(nullptr, nullptr, nullptr, 640, 480, 1, 640, 1, 640, 1, 640, i, &metadata,
                         0);
-  }
+  };
+  testing::internal::CaptureStdout();
+  feed(-1, 40);
+  feed(0, 5);
+  feed(INT32_MIN, 5);
+  feed(100000000, 300);  // 1/10 s: level 10, low light
   EXPECT_NE(testing::internal::GetCapturedStdout().find(
                 "microseconds 0\nCamera exposure time in microseconds -2147483648\n"
                 "Camera exposure time in microseconds 100000000\n"),
@@ -150,6 +165,12 @@ TEST_F(BadInputTest, UnknownExposuresFeedNoLightSample) {
   const auto& samples = c.lightEstimator->samples;
   EXPECT_EQ(std::vector<float>(samples.begin(), samples.end()), std::vector<float>(30, 10.0f));
   EXPECT_EQ(c.lightEstimator->getLightMode(), 0);
+  const std::pair<int, int> kLevels[] = {
+      {66889632, 0}, {66533599, 1}, {74349442, 1}, {74906367, 0}};  // 14.95, 15.03, 13.45, 13.35
+  for (const auto& [exposure, mode] : kLevels) {
+    feed(exposure, 30);
+    EXPECT_EQ(c.lightEstimator->getLightMode(), mode) << 1e9 / exposure;
+  }
 }
 
 std::string errorOf(const char* path) {
@@ -177,18 +198,27 @@ TEST_F(BadInputTest, ConfigurationErrorsNameTheFileAndTheKey) {
       {width("99999999999"),
        "invalid_argument P: vantor.motionResW is out of range: must be an "
        "even number from 2 to 4096, got 99999999999"},
+      {width("4098"), "invalid_argument P: vantor.motionResW is out of range"},
+      {width("0"), "invalid_argument P: vantor.motionResW is out of range"},
       {width("321"), "invalid_argument P: vantor.motionResW is odd"},
+      {width("\"wide\""), "ptree_bad_data P: vantor.motionResW is not an integer: \"wide\""},
       {width("1e3"), "ptree_bad_data P: vantor.motionResW is not an integer: \"1e3\""},
       {R"({"vantor": {"motionResW": 320}})", "ptree_bad_path P: missing key (vantor.motionResH)"},
       {R"({"vantor": )", "json_parser_error P(1): "},
       {std::string(100000, '[') + std::string(100000, ']'),
-       "json_parser_error P(1): nested deeper"}};
+       "json_parser_error P(1): nested deeper"},
+      // The extremes of what is accepted, in both keys.
+      {R"({"vantor": {"motionResW": 4096, "motionResH": 2}})", "built"},
+      {R"({"vantor": {"motionResW": 2, "motionResH": 4096}})", "built"}};
   for (const auto& row : rows) {
     TestConfig config(row.first);
     std::string expected = row.second;
-    expected.replace(expected.find('P'), 1, config.path());
+    if (expected.find('P') != std::string::npos)
+      expected.replace(expected.find('P'), 1, config.path());
     EXPECT_EQ(errorOf(config.path()).substr(0, expected.size()), expected);
   }
+  EXPECT_EQ(errorOf("/nonexistent/hdsml.json"), "null");
+  EXPECT_EQ(errorOf(nullptr), "null");
   const std::string directory = testing::TempDir();
   testing::internal::CaptureStdout();
   EXPECT_EQ(errorOf(directory.c_str()), "null");

@@ -2,15 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/property_tree/json_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <future>
 #include <memory>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -57,52 +52,11 @@ class HDSMLClientTest : public ::testing::Test {
 };
 
 TEST_F(HDSMLClientTest, ConstructorSizesEveryPartFromTheConfiguration) {
-  testing::internal::CaptureStdout();
   ClientPtr client = makeClient();
-  fflush(stdout);
-  const std::string path = config_.path();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "[HDSMLClient] Loaded Config file: " + path + "\n[HDSMLClient] Reading config " + path +
-                "\nThreshold for absence detection is 5000\n[HDSMLClient] Read config\n"
-                "[HDSMLClient] Initialized motion detector\nLight estimation buffer size: 30\n"
-                "Filter length for motion detector is 12\n");
   ASSERT_NE(client, nullptr);
   EXPECT_EQ(client->yuvImage.size(), cv::Size(320, 360));
   ASSERT_EQ(client->framePool->frames.size(), 2u);
   for (FrameData* f : client->framePool->frames) EXPECT_EQ(f->image.size(), cv::Size(320, 240));
-}
-
-TEST_F(HDSMLClientTest, ConfigurationErrors) {
-  namespace pt = boost::property_tree;
-  EXPECT_EQ(HDSMLClient::initialize("/nonexistent/hdsml.json", false, ""), nullptr);
-  EXPECT_EQ(HDSMLClient::initialize(nullptr, false, ""), nullptr);
-  const auto initialize = [](const std::string& json) {
-    const TestConfig config(json);
-    return ClientPtr(HDSMLClient::initialize(config.path(), false, ""));
-  };
-  EXPECT_THROW(initialize(R"({"vantor": {"motionResW": 320}})"), pt::ptree_bad_path);
-  EXPECT_THROW(initialize(R"({"vantor": {"motionResW": 320,)"), pt::json_parser_error);
-
-  // Values that are not numbers, or not even sizes that fit, name their key.
-  for (const char* bad : {"\"wide\"", "0", "-320", "321", "8192"}) {
-    try {
-      initialize(std::string(R"({"vantor": {"motionResW": )") + bad + R"(, "motionResH": 240}})");
-      ADD_FAILURE() << "accepted " << bad;
-    } catch (const std::exception& e) {  // ptree_bad_data or std::invalid_argument
-      EXPECT_NE(std::strstr(e.what(), "vantor.motionResW"), nullptr) << e.what();
-      EXPECT_EQ(bad[0] == '"', dynamic_cast<const pt::ptree_bad_data*>(&e) != nullptr);
-    }
-  }
-}
-
-TEST_F(HDSMLClientTest, AbsencePropertyIsParsedWithoutDigitChecks) {
-  // The letter counts as its code minus 48: "12a" reads (1 * 10 + 2) * 10 + 49.
-  const std::pair<const char*, int64_t> kCases[] = {
-      {nullptr, -1}, {"", -1}, {"12a", 169}, {"7000", 7000}};
-  for (const auto& [value, expected] : kCases) {
-    ScopedEnv property("PERSIST_HDS_CV_ABSENCE", value);
-    EXPECT_EQ(getPropValForAbsence(), expected) << (value ? value : "unset");
-  }
 }
 
 TEST_F(HDSMLClientTest, DestroyReturnsWhateverTheMotionThreadIsDoing) {
@@ -144,7 +98,7 @@ TEST_F(HDSMLClientTest, IntakeFeedsLightAlwaysButQueuesOnlyTheNewestFrameOutside
   // Pure blue in BGR: high Cb. The first chroma plane lands where the colour
   // conversion expects Cr, so the record sees it as red in byte 0.
   feed(*client, 300, &metadata, cv::Scalar(255, 0, 0));
-  EXPECT_EQ(heldRecords(*client), 1);  // the frame at 200 was released by the clear
+  ASSERT_EQ(heldRecords(*client), 1);  // the frame at 200 was released by the clear
   FrameData* queued = client->frameQueue->pop_front();
   ASSERT_NE(queued, nullptr);
   EXPECT_EQ(queued->timestamp, 300);

@@ -47,11 +47,6 @@ TEST_F(LightEstimatorTest, HysteresisSwitchesAboveHighAndAtOrBelowLowInSinglePre
   // low_ plus a quarter of its last bit: the float sum rounds back to low_, where
   // normal light ends; a wider sum would stay above it.
   EXPECT_EQ(modeAt(low_, (above(low_) - low_) / 4.0f), 0);
-
-  // A negative capacity reads as a huge unsigned bound: the window never fills.
-  LightEstimator negative(-1, 14.99f, 13.4f);
-  for (int i = 0; i < 100; ++i) negative.estimate(20.0f);
-  EXPECT_EQ(negative.getLightMode(), 2);
 }
 
 // pause() clears the estimator on the control thread while the camera thread

@@ -85,18 +85,4 @@ TEST_F(MotionDetectorTest, UnknownNameLeavesNoAlgorithmAndNullNameRebuildsTheSto
   EXPECT_EQ(5, detector_.algorithm->historyLength);
 }
 
-TEST_F(MotionDetectorTest, ProfilingSumsRestartAfterFiveHundredRunsAndOnANewAlgorithm) {
-  runner_->setAlgoType("SingleFrameDiff", 32, 16);
-  runner_->setImage(cv::Mat(16, 32, CV_8UC3, cv::Scalar::all(0)));
-  runner_->profiling = true;
-  for (int i = 0; i < 499; ++i) runner_->runAlgo(true);
-  EXPECT_EQ(499, runner_->runCount);
-  EXPECT_GT(runner_->totalMs, 0.0);
-  runner_->runAlgo(true);
-  EXPECT_EQ(cv::Vec2d(0, 0), cv::Vec2d(runner_->runCount, runner_->totalMs));
-  runner_->runAlgo(true);
-  runner_->setAlgoType("SingleFrameDiff", 32, 16);
-  EXPECT_EQ(cv::Vec2d(0, 0), cv::Vec2d(runner_->runCount, runner_->totalMs));
-}
-
 }  // namespace

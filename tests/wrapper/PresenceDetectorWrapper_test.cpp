@@ -40,7 +40,8 @@ class PresenceDetectorWrapperTest : public ::testing::Test {
   PresenceDetectorWrapper* facade_ = nullptr;
 };
 
-TEST_F(PresenceDetectorWrapperTest, ReportsDecisionsNoOlderThanTheLastStateChangeAndCountsCalls) {
+TEST_F(PresenceDetectorWrapperTest,
+       CopiesDecisionAndVoteButReportsNoDecisionOlderThanAStateChange) {
   EXPECT_EQ(facade_->status, 5);
   EXPECT_EQ(facade_->detectCount, 1);
   // DETECT_PRESENCE keeps the motion thread away from the output record.
@@ -53,9 +54,23 @@ TEST_F(PresenceDetectorWrapperTest, ReportsDecisionsNoOlderThanTheLastStateChang
   EXPECT_EQ(facade_->detectCount, 2);
   decideThenDetect(PRESENCE_ABSENCE, 1.0f, 1000, 1002);  // same timestamp: reported
   EXPECT_EQ(facade_->status, 2);
+  // The vote fields come from the motion status, which moves on with every
+  // analysed frame while the last decision stays put (a still scene).
+  {
+    MotionStatus& vote = *facade_->client->motionStatus;
+    std::lock_guard<std::mutex> lock(vote.lock);
+    vote.motionDetected = true;
+    vote.filterScore = 0.25f;
+    vote.frameTimestamp = 1500;
+    vote.wallClockSeconds = 4321;
+  }
   decideThenDetect(PRESENCE_MOTION, 0.5f, 10, 1003);
   EXPECT_EQ(facade_->status, 2);
   EXPECT_EQ(facade_->outputFrameTimestamp, 10);
+  EXPECT_TRUE(facade_->motionDetected);
+  EXPECT_EQ(facade_->motionScore, 0.25f);
+  EXPECT_EQ(facade_->motionFrameTimestamp, 1500);
+  EXPECT_EQ(facade_->motionWallClock, 4321);
 }
 
 TEST_F(PresenceDetectorWrapperTest, EveryObjectActsOnTheProcessWideOneEvenWithoutAClient) {
