@@ -1,7 +1,7 @@
 # Fixture of the Java tests that need real frames (cmake -P): decodes the first
 # 60 frames of VIDEO into OUT/png, and has hds-replay replay them in lockstep
 # into OUT/replay.csv. Without VIDEO it leaves OUT empty: the tests then skip,
-# or fail when the environment variable CI is set.
+# or fail when CI is set (the rule of tests/support/SampleVideo.h).
 file(REMOVE_RECURSE ${OUT})
 if(NOT EXISTS ${VIDEO})
   message("${VIDEO} is missing (scripts/samples extracts it)")
