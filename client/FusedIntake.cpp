@@ -11,12 +11,14 @@ namespace fused {
 void convertRowPairPortable(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1,
                             int width) {
   for (int c = 0; c < width; c += 2) {
-    const int cr = in.cr[c / 2], cb = in.cb[c / 2];
+    const int j = c / 2;
+    int cr = in.pairs == nullptr ? in.cr[j] : in.pairs[2 * in.pairSpacing * j + !in.crFirst];
+    int cb = in.pairs == nullptr ? in.cb[j] : in.pairs[2 * in.pairSpacing * j + in.crFirst];
     const int32_t r = redTerm(cr), g = greenTerm(cr, cb), b = blueTerm(cb);
     for (int k = 0; k < 2; ++k) {
       unsigned char* rgb = (k == 0 ? rgb0 : rgb1) + 3 * c;
       for (int d = 0; d < 2; ++d, rgb += 3) {
-        const int32_t y = lumaTerm(in.luma[k][c + d]);
+        const int32_t y = lumaTerm(in.luma[k][in.lumaSpacing * (c + d)]);
         rgb[0] = channel(y, r);
         rgb[1] = channel(y, g);
         rgb[2] = channel(y, b);
@@ -50,8 +52,8 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
   const int chromaCols = width / 2, rows = height / 2;
 
   // Narrow images are converted by the portable loop; the vector converters
-  // may also read whole-sample steps of 2 (640 pixels to 320, say) straight
-  // from the source rows, without staging the samples.
+  // also read steps of 2 whole samples (640 pixels to 320, say) straight from
+  // the source rows, without staging the samples.
   const fused::RowPairConverter vector = width >= fused::kBlockPixels ? vectorConverter() : nullptr;
   const fused::RowPairConverter convert =
       vector != nullptr ? vector : fused::convertRowPairPortable;
@@ -60,7 +62,7 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
                                                 in.vPixelStride, in.vRowStride);
   const bool crFirst = in.u < in.v;
   const unsigned char* pairs = crFirst ? in.u : in.v;
-  const bool lumaStep2 = step2 && in.yPixelStride == 1, pairsStep2 = step2 && interleaved;
+  const bool lumaInPlace = step2 && in.yPixelStride == 1, pairsInPlace = step2 && interleaved;
 
   luma_.configure(in.yPixelStride, stepX, width);
   if (interleaved) {
@@ -70,13 +72,12 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
     cb_.configure(in.vPixelStride, stepX, chromaCols);
   }
   const int64_t chromaOverread =
-      interleaved ? std::max(pairs_.overread(), pairsStep2 ? fused::kPairsStep2Overread : 0)
+      interleaved ? std::max(pairs_.overread(), pairsInPlace ? fused::kPairSpacing2Overread : 0)
                   : std::max(cr_.overread(), cb_.overread());
   const OverreadRule lumaRule(
       in.yRowStride, stepY, height,
-      std::max(luma_.overread(), lumaStep2 ? fused::kLumaStep2Overread : 0));
-  // Both chroma planes' rows are checked against the rule of the plane of `u`
-  // when interleaved (one row stride); planar planes each have their own.
+      std::max(luma_.overread(), lumaInPlace ? fused::kLumaSpacing2Overread : 0));
+  // Interleaved planes share one row stride, and so one rule.
   const OverreadRule crRule(in.uRowStride, stepY, rows, chromaOverread);
   const OverreadRule cbRule(in.vRowStride, stepY, rows, chromaOverread);
 
@@ -97,31 +98,38 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
     }
 
     fused::RowPairInput pair{};
-    pair.lumaStep2 = lumaStep2 && lumaRule.allows(r0) && lumaRule.allows(r0 + 1);
+    const bool lumaMay[2] = {lumaRule.allows(r0), lumaRule.allows(r0 + 1)};
+    pair.lumaSpacing = lumaInPlace && lumaMay[0] && lumaMay[1] ? 2 : 1;
     for (int k = 0; k < 2; ++k) {
       const unsigned char* row = in.y + sourceRowOffset(in.yRowStride, stepY, r0 + k);
-      if (pair.lumaStep2) {
-        pair.luma[k] = row;
-      } else {
-        luma_.sample(row, stagedLuma[k], lumaRule.allows(r0 + k));
+      pair.luma[k] = row;
+      if (pair.lumaSpacing == 1) {
+        luma_.sample(row, stagedLuma[k], lumaMay[k]);
         pair.luma[k] = stagedLuma[k];
       }
     }
-    const bool crMay = crRule.allows(j), cbMay = cbRule.allows(j);
-    if (interleaved) {
-      const unsigned char* pairRow = pairs + sourceRowOffset(in.uRowStride, stepY, j);
-      pair.pairsStep2 = pairsStep2 && crMay && cbMay;
-      pair.pairs = pairRow;
-      pair.crFirst = crFirst;
-      if (!pair.pairsStep2)
-        pairs_.sample(pairRow, crFirst ? stagedCr : stagedCb, crFirst ? stagedCb : stagedCr,
-                      crMay && cbMay);
-    } else {
-      cr_.sample(in.u + sourceRowOffset(in.uRowStride, stepY, j), stagedCr, crMay);
-      cb_.sample(in.v + sourceRowOffset(in.vRowStride, stepY, j), stagedCb, cbMay);
-    }
+    const bool chromaMay = crRule.allows(j) && cbRule.allows(j);
     pair.cr = stagedCr;
     pair.cb = stagedCb;
+    pair.crFirst = crFirst;
+    if (interleaved) {
+      const unsigned char* pairRow = pairs + sourceRowOffset(in.uRowStride, stepY, j);
+      if (pairsInPlace && chromaMay) {
+        pair.pairs = pairRow;
+        pair.pairSpacing = 2;
+      } else if (pairs_.vectorized()) {
+        // Whole steps: the vector sampler splits the pairs into the two planes.
+        pairs_.sample(pairRow, crFirst ? stagedCr : stagedCb, crFirst ? stagedCb : stagedCr,
+                      chromaMay);
+      } else {
+        pairs_.copyPairs(pairRow, stagedCr);  // stagedCr and stagedCb are one row of pairs
+        pair.pairs = stagedCr;
+        pair.pairSpacing = 1;
+      }
+    } else {
+      cr_.sample(in.u + sourceRowOffset(in.uRowStride, stepY, j), stagedCr, crRule.allows(j));
+      cb_.sample(in.v + sourceRowOffset(in.vRowStride, stepY, j), stagedCb, cbRule.allows(j));
+    }
     convert(pair, rgb.ptr(r0), rgb.ptr(r0 + 1), width);
   }
   return true;

@@ -29,33 +29,34 @@ inline uint8_t channel(int32_t luma, int32_t chroma) {
   return static_cast<uint8_t>(std::clamp((luma + chroma) >> kShift, 0, 255));
 }
 
-// What a row pair reads. Luma: consecutive samples of the two rows, or, with
-// `lumaStep2`, the source rows themselves, one sample every 2 bytes. Chroma: the
-// consecutive samples of the plane read as Cr (the plane of the host's `u`
-// pointer, which the packed image holds where YV12 keeps V) and of the plane
-// read as Cb; or, with `pairsStep2`, interleaved pairs one every 4 bytes, Cr
+// What a row pair reads. Luma: the samples of the two rows, one every
+// `lumaSpacing` bytes (1: staged samples; 2: a source row shrunk 2:1, read in
+// place). Chroma: with `pairs` null, consecutive samples of the plane read as
+// Cr (the plane of the host's `u` pointer, which the packed image holds where
+// YV12 keeps V) and of the plane read as Cb; otherwise interleaved pairs, one
+// every `pairSpacing` pairs (1: staged pairs; 2: a source row shrunk 2:1), Cr
 // first in a pair when `crFirst`.
 struct RowPairInput {
   const unsigned char* luma[2];
-  bool lumaStep2;
+  int lumaSpacing;
   const unsigned char* cr;
   const unsigned char* cb;
   const unsigned char* pairs;
-  bool pairsStep2;
+  int pairSpacing;
   bool crFirst;
 };
 
-// Direct reads run in blocks of this many pixels and may read past the last
-// sample of a source row: the luma rows by 1 byte, a row of pairs by 2.
+// The vector converters run in blocks of this many pixels. Reading a source
+// row in place, they read past its last sample: luma by 1 byte, pairs by 2.
 constexpr int kBlockPixels = 32;
-constexpr int64_t kLumaStep2Overread = 1;
-constexpr int64_t kPairsStep2Overread = 2;
+constexpr int64_t kLumaSpacing2Overread = 1;
+constexpr int64_t kPairSpacing2Overread = 2;
 
 // Writes `width` RGB pixels (even) to each of rgb0 and rgb1.
 using RowPairConverter = void (*)(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1,
                                   int width);
 
-// Takes staged samples only, any even width.
+// Any even width, any input.
 void convertRowPairPortable(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1,
                             int width);
 // Null when this machine has no vector converter. Widths of kBlockPixels or more.

@@ -16,13 +16,17 @@ namespace fused {
 #if defined(__aarch64__)
 namespace {
 
-// 16 chroma terms a channel, as four 4-lane vectors.
+// Everything a block does is inlined into its loop, so that the chroma terms
+// and the constants stay in registers.
+#define HDSML_INLINE __attribute__((always_inline)) inline
+
+// 16 chroma terms a channel, as four 4-lane vectors, without the rounding half.
 struct ChromaTerms {
   int32x4_t r[4], g[4], b[4];
 };
 
 // The 16 chroma samples' offsets from 128, widened to 32 bits.
-void widenOffsets(uint8x16_t samples, int32x4_t (&out)[4]) {
+HDSML_INLINE void widenOffsets(uint8x16_t samples, int32x4_t (&out)[4]) {
   const uint8x16_t mid = vdupq_n_u8(128);
   const int16x8_t lo = vreinterpretq_s16_u16(vsubl_u8(vget_low_u8(samples), vget_low_u8(mid)));
   const int16x8_t hi = vreinterpretq_s16_u16(vsubl_high_u8(samples, mid));
@@ -32,22 +36,21 @@ void widenOffsets(uint8x16_t samples, int32x4_t (&out)[4]) {
   out[3] = vmovl_high_s16(hi);
 }
 
-ChromaTerms chromaTerms(uint8x16_t cr, uint8x16_t cb) {
+HDSML_INLINE ChromaTerms chromaTerms(uint8x16_t cr, uint8x16_t cb) {
   int32x4_t v[4], u[4];
   widenOffsets(cr, v);
   widenOffsets(cb, u);
-  const int32x4_t half = vdupq_n_s32(kHalf);
   ChromaTerms t;
   for (int k = 0; k < 4; ++k) {
-    t.r[k] = vmlaq_n_s32(half, v[k], kCrToR);
-    t.g[k] = vmlaq_n_s32(vmlaq_n_s32(half, v[k], kCrToG), u[k], kCbToG);
-    t.b[k] = vmlaq_n_s32(half, u[k], kCbToB);
+    t.r[k] = vmulq_n_s32(v[k], kCrToR);
+    t.g[k] = vmlaq_n_s32(vmulq_n_s32(v[k], kCrToG), u[k], kCbToG);
+    t.b[k] = vmulq_n_s32(u[k], kCbToB);
   }
   return t;
 }
 
 // max(0, y - 16) * kY for 16 luma samples.
-void lumaTerms(uint8x16_t y, int32x4_t (&out)[4]) {
+HDSML_INLINE void lumaTerms(uint8x16_t y, int32x4_t (&out)[4]) {
   const uint8x16_t above = vqsubq_u8(y, vdupq_n_u8(16));
   const uint16x8_t lo = vmovl_u8(vget_low_u8(above)), hi = vmovl_high_u8(above);
   out[0] = vreinterpretq_s32_u32(vmulq_n_u32(vmovl_u16(vget_low_u16(lo)), kY));
@@ -56,15 +59,19 @@ void lumaTerms(uint8x16_t y, int32x4_t (&out)[4]) {
   out[3] = vreinterpretq_s32_u32(vmulq_n_u32(vmovl_high_u16(hi), kY));
 }
 
-// (luma + chroma) >> 20, saturated to a byte, for 16 lanes.
-uint8x16_t channel16(const int32x4_t (&luma)[4], const int32x4_t (&chroma)[4]) {
+// (luma + chroma + 2^19) >> 20, saturated to a byte, for 16 lanes. The chroma
+// terms leave out the rounding half: the narrowing shift by 4 rounds, adding
+// 8, which is 2^19 in the 16 bits the high halves dropped, so the sum is the
+// same and needs no add of its own.
+HDSML_INLINE uint8x16_t channel16(const int32x4_t (&luma)[4], const int32x4_t (&chroma)[4]) {
   const int16x8_t lo = vaddhn_high_s32(vaddhn_s32(luma[0], chroma[0]), luma[1], chroma[1]);
   const int16x8_t hi = vaddhn_high_s32(vaddhn_s32(luma[2], chroma[2]), luma[3], chroma[3]);
-  return vqshrun_high_n_s16(vqshrun_n_s16(lo, kShift - 16), hi, kShift - 16);
+  return vqrshrun_high_n_s16(vqrshrun_n_s16(lo, kShift - 16), hi, kShift - 16);
 }
 
 // 32 RGB pixels from their even and odd luma samples.
-void storeBlock(uint8x16_t even, uint8x16_t odd, const ChromaTerms& c, unsigned char* rgb) {
+HDSML_INLINE void storeBlock(uint8x16_t even, uint8x16_t odd, const ChromaTerms& c,
+                             unsigned char* rgb) {
   int32x4_t e[4], o[4];
   lumaTerms(even, e);
   lumaTerms(odd, o);
@@ -76,67 +83,75 @@ void storeBlock(uint8x16_t even, uint8x16_t odd, const ChromaTerms& c, unsigned 
   vst3q_u8(rgb + 48, second);
 }
 
-// Luma of one row: the even and the odd samples of pixels c .. c + 31.
-struct StagedLuma {
-  static void load(const unsigned char* row, int c, uint8x16_t& even, uint8x16_t& odd) {
+// Luma of pixels c .. c + 31 of a row: its even and its odd samples.
+template <int spacing>
+HDSML_INLINE void loadLuma(const unsigned char* row, int c, uint8x16_t& even, uint8x16_t& odd) {
+  if constexpr (spacing == 2) {
+    const uint8x16x4_t s = vld4q_u8(row + 2 * c);
+    even = s.val[0];
+    odd = s.val[2];
+  } else {
     const uint8x16x2_t s = vld2q_u8(row + c);
     even = s.val[0];
     odd = s.val[1];
   }
-};
-struct Step2Luma {
-  static void load(const unsigned char* row, int c, uint8x16_t& even, uint8x16_t& odd) {
-    const uint8x16x4_t s = vld4q_u8(row + 2 * c);
-    even = s.val[0];
-    odd = s.val[2];
-  }
-};
+}
 
-// Chroma of samples j .. j + 15.
-struct StagedChroma {
-  static void load(const RowPairInput& in, int j, uint8x16_t& cr, uint8x16_t& cb) {
+// Chroma samples j .. j + 15: planar (pairSpacing 0) or pairs.
+template <int pairSpacing>
+HDSML_INLINE void loadChroma(const RowPairInput& in, int j, uint8x16_t& cr, uint8x16_t& cb) {
+  uint8x16_t first, second;
+  if constexpr (pairSpacing == 0) {
     cr = vld1q_u8(in.cr + j);
     cb = vld1q_u8(in.cb + j);
-  }
-};
-struct Step2Pairs {
-  static void load(const RowPairInput& in, int j, uint8x16_t& cr, uint8x16_t& cb) {
+    return;
+  } else if constexpr (pairSpacing == 2) {
     const uint8x16x4_t s = vld4q_u8(in.pairs + 4 * j);
-    cr = in.crFirst ? s.val[0] : s.val[1];
-    cb = in.crFirst ? s.val[1] : s.val[0];
+    first = s.val[0];
+    second = s.val[1];
+  } else {
+    const uint8x16x2_t s = vld2q_u8(in.pairs + 2 * j);
+    first = s.val[0];
+    second = s.val[1];
   }
-};
+  cr = in.crFirst ? first : second;
+  cb = in.crFirst ? second : first;
+}
 
 // Pixels c .. c + 31 of both rows.
-template <class Luma, class Chroma>
-void convertBlock(const RowPairInput& in, int c, unsigned char* rgb0, unsigned char* rgb1) {
+template <int lumaSpacing, int pairSpacing>
+HDSML_INLINE void convertBlock(const RowPairInput& in, int c, unsigned char* rgb0,
+                               unsigned char* rgb1) {
   uint8x16_t cr, cb, even, odd;
-  Chroma::load(in, c / 2, cr, cb);
+  loadChroma<pairSpacing>(in, c / 2, cr, cb);
   const ChromaTerms terms = chromaTerms(cr, cb);
-  Luma::load(in.luma[0], c, even, odd);
+  loadLuma<lumaSpacing>(in.luma[0], c, even, odd);
   storeBlock(even, odd, terms, rgb0 + 3 * c);
-  Luma::load(in.luma[1], c, even, odd);
+  loadLuma<lumaSpacing>(in.luma[1], c, even, odd);
   storeBlock(even, odd, terms, rgb1 + 3 * c);
 }
 
-template <class Luma, class Chroma>
+template <int lumaSpacing, int pairSpacing>
 void convertBlocks(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1, int width) {
   int c = 0;
   for (; c + kBlockPixels <= width; c += kBlockPixels)
-    convertBlock<Luma, Chroma>(in, c, rgb0, rgb1);
+    convertBlock<lumaSpacing, pairSpacing>(in, c, rgb0, rgb1);
   // The last block overlaps the one before it; pixels are a function of their
   // samples alone, so those written twice get the same bytes.
-  if (c < width) convertBlock<Luma, Chroma>(in, width - kBlockPixels, rgb0, rgb1);
+  if (c < width) convertBlock<lumaSpacing, pairSpacing>(in, width - kBlockPixels, rgb0, rgb1);
+}
+
+template <int lumaSpacing>
+void convertRows(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1, int width) {
+  if (in.pairs == nullptr) return convertBlocks<lumaSpacing, 0>(in, rgb0, rgb1, width);
+  if (in.pairSpacing == 2) return convertBlocks<lumaSpacing, 2>(in, rgb0, rgb1, width);
+  convertBlocks<lumaSpacing, 1>(in, rgb0, rgb1, width);
 }
 
 void convertRowPairNeon(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1,
                         int width) {
-  if (in.lumaStep2) {
-    if (in.pairsStep2) return convertBlocks<Step2Luma, Step2Pairs>(in, rgb0, rgb1, width);
-    return convertBlocks<Step2Luma, StagedChroma>(in, rgb0, rgb1, width);
-  }
-  if (in.pairsStep2) return convertBlocks<StagedLuma, Step2Pairs>(in, rgb0, rgb1, width);
-  convertBlocks<StagedLuma, StagedChroma>(in, rgb0, rgb1, width);
+  if (in.lumaSpacing == 2) return convertRows<2>(in, rgb0, rgb1, width);
+  convertRows<1>(in, rgb0, rgb1, width);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include "frames/VectorKernels.h"
 
+#include <cstring>
+
 namespace {
 
 // Output samples a vector block produces.
@@ -22,16 +24,12 @@ void fillOffsets(std::vector<std::ptrdiff_t>& offsets, int64_t pixelStride, int6
 // overread the blocks stop before the row's last output.
 int vectorEnd(int outCols, bool mayOverread) { return mayOverread ? outCols : outCols - 1; }
 
-// Four samples a turn: the loop is a load of the offset, a load and a store of
+// Eight samples a turn: the loop is a load of the offset, a load and a store of
 // the byte, and its own counting would otherwise cost as much again.
 void sampleTable(const unsigned char* row, const std::ptrdiff_t* offsets, int c, int outCols,
                  unsigned char* __restrict out) {
-  for (; c + 4 <= outCols; c += 4) {
-    out[c] = row[offsets[c]];
-    out[c + 1] = row[offsets[c + 1]];
-    out[c + 2] = row[offsets[c + 2]];
-    out[c + 3] = row[offsets[c + 3]];
-  }
+  for (; c + 8 <= outCols; c += 8)
+    for (int i = 0; i < 8; ++i) out[c + i] = row[offsets[c + i]];
   for (; c < outCols; ++c) out[c] = row[offsets[c]];
 }
 
@@ -312,8 +310,17 @@ void PairSampler::configure(int64_t step, int outCols) {
   if (step == step_ && outCols == outCols_) return;
   fillOffsets(offsets_, 2, step, outCols);
   row_ = pairFnFor(step, overread_);
+  vectorized_ = row_ != samplePairRowTable;
   step_ = step;
   outCols_ = outCols;
+}
+
+void PairSampler::copyPairs(const unsigned char* pairs, unsigned char* out) const {
+  const std::ptrdiff_t* offsets = offsets_.data();
+  int c = 0;
+  for (; c + 4 <= outCols_; c += 4)
+    for (int i = 0; i < 4; ++i) std::memcpy(out + 2 * (c + i), pairs + offsets[c + i], 2);
+  for (; c < outCols_; ++c) std::memcpy(out + 2 * c, pairs + offsets[c], 2);
 }
 
 void PairSampler::sample(const unsigned char* pairs, unsigned char* outLow, unsigned char* outHigh,

@@ -70,14 +70,20 @@ class PairSampler {
  public:
   void configure(int64_t step, int outCols);
   int64_t overread() const { return overread_; }
+  // Whether sample() uses vector loads (whole-sample steps).
+  bool vectorized() const { return vectorized_; }
   void sample(const unsigned char* pairs, unsigned char* outLow, unsigned char* outHigh,
               bool mayOverread) const;
+  // The sampled pairs as they are, 2 * outCols bytes, through the table: the
+  // one read of each pair for steps that vector loads cannot take.
+  void copyPairs(const unsigned char* pairs, unsigned char* out) const;
 
   using RowFn = void (*)(const unsigned char* pairs, const std::ptrdiff_t* offsets, int outCols,
                          bool mayOverread, unsigned char* outLow, unsigned char* outHigh);
 
  private:
   int64_t step_ = 0;
+  bool vectorized_ = false;
   int outCols_ = -1;
   int64_t overread_ = 0;
   RowFn row_ = nullptr;
