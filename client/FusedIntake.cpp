@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "client/Destride.h"
 #include "client/FusedRows.h"
@@ -30,6 +31,24 @@ void convertRowPairPortable(const RowPairInput& in, unsigned char* rgb0, unsigne
 }  // namespace fused
 
 namespace {
+
+// The samples of a row pair where no vector load serves (fractional steps,
+// 4032 pixels to 320 say): both rows' luma and their row of chroma pairs in one
+// pass through the column tables, each luma offset loaded once for both rows,
+// and the reads of the three source rows overlapping in memory.
+void gatherRowPair(const std::ptrdiff_t* lumaOffsets, const std::ptrdiff_t* pairOffsets,
+                   const unsigned char* const (&rows)[2], const unsigned char* pairRow,
+                   unsigned char* __restrict luma0, unsigned char* __restrict luma1,
+                   unsigned char* __restrict pairs, int chromaCols) {
+  for (int j = 0; j < chromaCols; ++j) {
+    const std::ptrdiff_t even = lumaOffsets[2 * j], odd = lumaOffsets[2 * j + 1];
+    luma0[2 * j] = rows[0][even];
+    luma0[2 * j + 1] = rows[0][odd];
+    luma1[2 * j] = rows[1][even];
+    luma1[2 * j + 1] = rows[1][odd];
+    std::memcpy(pairs + 2 * j, pairRow + pairOffsets[j], 2);
+  }
+}
 
 fused::RowPairConverter vectorConverter() {
   static const fused::RowPairConverter converter = [] {
@@ -100,32 +119,35 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
     fused::RowPairInput pair{};
     const bool lumaMay[2] = {lumaRule.allows(r0), lumaRule.allows(r0 + 1)};
     pair.lumaSpacing = lumaInPlace && lumaMay[0] && lumaMay[1] ? 2 : 1;
-    for (int k = 0; k < 2; ++k) {
-      const unsigned char* row = in.y + sourceRowOffset(in.yRowStride, stepY, r0 + k);
-      pair.luma[k] = row;
-      if (pair.lumaSpacing == 1) {
-        luma_.sample(row, stagedLuma[k], lumaMay[k]);
-        pair.luma[k] = stagedLuma[k];
-      }
-    }
+    for (int k = 0; k < 2; ++k) pair.luma[k] = in.y + sourceRowOffset(in.yRowStride, stepY, r0 + k);
     const bool chromaMay = crRule.allows(j) && cbRule.allows(j);
+    const unsigned char* pairRow =
+        interleaved ? pairs + sourceRowOffset(in.uRowStride, stepY, j) : nullptr;
     pair.cr = stagedCr;
     pair.cb = stagedCb;
     pair.crFirst = crFirst;
-    if (interleaved) {
-      const unsigned char* pairRow = pairs + sourceRowOffset(in.uRowStride, stepY, j);
-      if (pairsInPlace && chromaMay) {
-        pair.pairs = pairRow;
-        pair.pairSpacing = 2;
-      } else if (pairs_.vectorized()) {
-        // Whole steps: the vector sampler splits the pairs into the two planes.
-        pairs_.sample(pairRow, crFirst ? stagedCr : stagedCb, crFirst ? stagedCb : stagedCr,
-                      chromaMay);
-      } else {
-        pairs_.copyPairs(pairRow, stagedCr);  // stagedCr and stagedCb are one row of pairs
-        pair.pairs = stagedCr;
-        pair.pairSpacing = 1;
+    if (interleaved && !luma_.vectorized() && !pairs_.vectorized()) {
+      // stagedCr and stagedCb are one row of pairs.
+      gatherRowPair(luma_.offsets(), pairs_.offsets(), pair.luma, pairRow, stagedLuma[0],
+                    stagedLuma[1], stagedCr, chromaCols);
+      pair.luma[0] = stagedLuma[0];
+      pair.luma[1] = stagedLuma[1];
+      pair.pairs = stagedCr;
+      pair.pairSpacing = 1;
+      convert(pair, rgb.ptr(r0), rgb.ptr(r0 + 1), width);
+      continue;
+    }
+    if (pair.lumaSpacing == 1)
+      for (int k = 0; k < 2; ++k) {
+        luma_.sample(pair.luma[k], stagedLuma[k], lumaMay[k]);
+        pair.luma[k] = stagedLuma[k];
       }
+    if (interleaved && pairsInPlace && chromaMay) {
+      pair.pairs = pairRow;
+      pair.pairSpacing = 2;
+    } else if (interleaved) {
+      pairs_.sample(pairRow, crFirst ? stagedCr : stagedCb, crFirst ? stagedCb : stagedCr,
+                    chromaMay);
     } else {
       cr_.sample(in.u + sourceRowOffset(in.uRowStride, stepY, j), stagedCr, crRule.allows(j));
       cb_.sample(in.v + sourceRowOffset(in.vRowStride, stepY, j), stagedCb, cbRule.allows(j));

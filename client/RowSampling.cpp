@@ -297,6 +297,7 @@ void RowSampler::configure(int64_t pixelStride, int64_t step, int outCols) {
   if (pixelStride == pixelStride_ && step == step_ && outCols == outCols_) return;
   fillOffsets(offsets_, pixelStride, step, outCols);
   row_ = rowFnFor(pixelStride, step, overread_);
+  vectorized_ = row_ != sampleRowTable;
   pixelStride_ = pixelStride;
   step_ = step;
   outCols_ = outCols;
@@ -313,14 +314,6 @@ void PairSampler::configure(int64_t step, int outCols) {
   vectorized_ = row_ != samplePairRowTable;
   step_ = step;
   outCols_ = outCols;
-}
-
-void PairSampler::copyPairs(const unsigned char* pairs, unsigned char* out) const {
-  const std::ptrdiff_t* offsets = offsets_.data();
-  int c = 0;
-  for (; c + 4 <= outCols_; c += 4)
-    for (int i = 0; i < 4; ++i) std::memcpy(out + 2 * (c + i), pairs + offsets[c + i], 2);
-  for (; c < outCols_; ++c) std::memcpy(out + 2 * c, pairs + offsets[c], 2);
 }
 
 void PairSampler::sample(const unsigned char* pairs, unsigned char* outLow, unsigned char* outHigh,

@@ -50,11 +50,21 @@ class RowSampler {
   // Bytes past a row's last sample that sample() may read when allowed.
   int64_t overread() const { return overread_; }
   void sample(const unsigned char* row, unsigned char* out, bool mayOverread) const;
+  // Two rows at once: through the table, each column offset is loaded once for
+  // both, and the two rows' reads from memory overlap.
+  void sampleTwo(const unsigned char* const (&rows)[2], unsigned char* const (&out)[2],
+                 const bool (&mayOverread)[2]) const;
 
   using RowFn = void (*)(const unsigned char* row, const std::ptrdiff_t* offsets, int outCols,
                          bool mayOverread, unsigned char* out);
 
+  // Whether sample() uses vector loads (whole-sample steps), and the column
+  // offsets it reads through otherwise.
+  bool vectorized() const { return vectorized_; }
+  const std::ptrdiff_t* offsets() const { return offsets_.data(); }
+
  private:
+  bool vectorized_ = false;
   int64_t pixelStride_ = 0, step_ = 0;
   int outCols_ = -1;
   int64_t overread_ = 0;
@@ -74,9 +84,7 @@ class PairSampler {
   bool vectorized() const { return vectorized_; }
   void sample(const unsigned char* pairs, unsigned char* outLow, unsigned char* outHigh,
               bool mayOverread) const;
-  // The sampled pairs as they are, 2 * outCols bytes, through the table: the
-  // one read of each pair for steps that vector loads cannot take.
-  void copyPairs(const unsigned char* pairs, unsigned char* out) const;
+  const std::ptrdiff_t* offsets() const { return offsets_.data(); }
 
   using RowFn = void (*)(const unsigned char* pairs, const std::ptrdiff_t* offsets, int outCols,
                          bool mayOverread, unsigned char* outLow, unsigned char* outHigh);
