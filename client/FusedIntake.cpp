@@ -36,16 +36,22 @@ namespace {
 // 4032 pixels to 320 say): both rows' luma and their row of chroma pairs in one
 // pass through the column tables, each luma offset loaded once for both rows,
 // and the reads of the three source rows overlapping in memory.
-void gatherRowPair(const std::ptrdiff_t* lumaOffsets, const std::ptrdiff_t* pairOffsets,
-                   const unsigned char* const (&rows)[2], const unsigned char* pairRow,
-                   unsigned char* __restrict luma0, unsigned char* __restrict luma1,
-                   unsigned char* __restrict pairs, int chromaCols) {
+__attribute__((noinline)) void gatherRowPair(const std::ptrdiff_t* lumaOffsets,
+                                             const std::ptrdiff_t* pairOffsets,
+                                             const unsigned char* const (&rows)[2],
+                                             const unsigned char* pairRow,
+                                             unsigned char* __restrict luma0,
+                                             unsigned char* __restrict luma1,
+                                             unsigned char* __restrict pairs, int chromaCols) {
+  // Held in registers: the byte stores below could otherwise alias them.
+  const unsigned char *row0 = rows[0], *row1 = rows[1];
+#pragma GCC unroll 4
   for (int j = 0; j < chromaCols; ++j) {
     const std::ptrdiff_t even = lumaOffsets[2 * j], odd = lumaOffsets[2 * j + 1];
-    luma0[2 * j] = rows[0][even];
-    luma0[2 * j + 1] = rows[0][odd];
-    luma1[2 * j] = rows[1][even];
-    luma1[2 * j + 1] = rows[1][odd];
+    luma0[2 * j] = row0[even];
+    luma0[2 * j + 1] = row0[odd];
+    luma1[2 * j] = row1[even];
+    luma1[2 * j + 1] = row1[odd];
     std::memcpy(pairs + 2 * j, pairRow + pairOffsets[j], 2);
   }
 }
@@ -61,6 +67,19 @@ fused::RowPairConverter vectorConverter() {
 }  // namespace
 
 bool FusedIntake::vectorized() { return vectorConverter() != nullptr; }
+
+// What one run() works with: the frame's geometry and the choices it allows.
+struct FusedIntake::Plan {
+  const YuvPlanes& in;
+  int width, height, rows, chromaCols;
+  int64_t stepY;
+  bool interleaved, crFirst;
+  const unsigned char* pairs;  // interleaved: the lower of the two chroma pointers
+  bool lumaInPlace, pairsInPlace, gather;
+  OverreadRule lumaRule, crRule, cbRule;
+  unsigned char* stagedLuma[2];
+  unsigned char *stagedCr, *stagedCb;  // or, gathered, one row of pairs
+};
 
 bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
   const int width = rgb.cols, height = rgb.rows;
@@ -79,8 +98,6 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
   const bool step2 = vector != nullptr && stepX == 2 << kStepFractionBits;
   const bool interleaved = chromaAreInterleaved(in.u, in.v, in.uPixelStride, in.uRowStride,
                                                 in.vPixelStride, in.vRowStride);
-  const bool crFirst = in.u < in.v;
-  const unsigned char* pairs = crFirst ? in.u : in.v;
   const bool lumaInPlace = step2 && in.yPixelStride == 1, pairsInPlace = step2 && interleaved;
 
   luma_.configure(in.yPixelStride, stepX, width);
@@ -93,66 +110,84 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
   const int64_t chromaOverread =
       interleaved ? std::max(pairs_.overread(), pairsInPlace ? fused::kPairSpacing2Overread : 0)
                   : std::max(cr_.overread(), cb_.overread());
-  const OverreadRule lumaRule(
-      in.yRowStride, stepY, height,
-      std::max(luma_.overread(), lumaInPlace ? fused::kLumaSpacing2Overread : 0));
-  // Interleaved planes share one row stride, and so one rule.
-  const OverreadRule crRule(in.uRowStride, stepY, rows, chromaOverread);
-  const OverreadRule cbRule(in.vRowStride, stepY, rows, chromaOverread);
-
+  const int64_t lumaOverread =
+      std::max(luma_.overread(), lumaInPlace ? fused::kLumaSpacing2Overread : 0);
   staging_.resize(2 * size_t(width) + 2 * size_t(chromaCols));
-  unsigned char* stagedLuma[2] = {staging_.data(), staging_.data() + width};
-  unsigned char* stagedCr = staging_.data() + 2 * size_t(width);
-  unsigned char* stagedCb = stagedCr + chromaCols;
-
+  unsigned char* staging = staging_.data();
+  // Interleaved planes share one row stride, and so one rule.
+  const Plan plan{in,
+                  width,
+                  height,
+                  rows,
+                  chromaCols,
+                  stepY,
+                  interleaved,
+                  in.u < in.v,
+                  in.u < in.v ? in.u : in.v,
+                  lumaInPlace,
+                  pairsInPlace,
+                  interleaved && !luma_.vectorized() && !pairs_.vectorized(),
+                  OverreadRule(in.yRowStride, stepY, height, lumaOverread),
+                  OverreadRule(in.uRowStride, stepY, rows, chromaOverread),
+                  OverreadRule(in.vRowStride, stepY, rows, chromaOverread),
+                  {staging, staging + width},
+                  staging + 2 * size_t(width),
+                  staging + 2 * size_t(width) + chromaCols};
   for (int j = 0; j < rows; ++j) {
-    const int r0 = 2 * j;
-    if (r0 + 1 + kPrefetchRows < height)
-      for (int k = 0; k < 2; ++k)
-        prefetchRowStart(in.y + sourceRowOffset(in.yRowStride, stepY, r0 + k + kPrefetchRows));
-    if (j + kPrefetchRows / 2 < rows) {
-      prefetchRowStart(in.u + sourceRowOffset(in.uRowStride, stepY, j + kPrefetchRows / 2));
-      if (!interleaved)
-        prefetchRowStart(in.v + sourceRowOffset(in.vRowStride, stepY, j + kPrefetchRows / 2));
-    }
-
+    prefetchAhead(plan, j);
     fused::RowPairInput pair{};
-    const bool lumaMay[2] = {lumaRule.allows(r0), lumaRule.allows(r0 + 1)};
-    pair.lumaSpacing = lumaInPlace && lumaMay[0] && lumaMay[1] ? 2 : 1;
-    for (int k = 0; k < 2; ++k) pair.luma[k] = in.y + sourceRowOffset(in.yRowStride, stepY, r0 + k);
-    const bool chromaMay = crRule.allows(j) && cbRule.allows(j);
-    const unsigned char* pairRow =
-        interleaved ? pairs + sourceRowOffset(in.uRowStride, stepY, j) : nullptr;
-    pair.cr = stagedCr;
-    pair.cb = stagedCb;
-    pair.crFirst = crFirst;
-    if (interleaved && !luma_.vectorized() && !pairs_.vectorized()) {
-      // stagedCr and stagedCb are one row of pairs.
-      gatherRowPair(luma_.offsets(), pairs_.offsets(), pair.luma, pairRow, stagedLuma[0],
-                    stagedLuma[1], stagedCr, chromaCols);
-      pair.luma[0] = stagedLuma[0];
-      pair.luma[1] = stagedLuma[1];
-      pair.pairs = stagedCr;
-      pair.pairSpacing = 1;
-      convert(pair, rgb.ptr(r0), rgb.ptr(r0 + 1), width);
-      continue;
-    }
-    if (pair.lumaSpacing == 1)
-      for (int k = 0; k < 2; ++k) {
-        luma_.sample(pair.luma[k], stagedLuma[k], lumaMay[k]);
-        pair.luma[k] = stagedLuma[k];
-      }
-    if (interleaved && pairsInPlace && chromaMay) {
-      pair.pairs = pairRow;
-      pair.pairSpacing = 2;
-    } else if (interleaved) {
-      pairs_.sample(pairRow, crFirst ? stagedCr : stagedCb, crFirst ? stagedCb : stagedCr,
-                    chromaMay);
-    } else {
-      cr_.sample(in.u + sourceRowOffset(in.uRowStride, stepY, j), stagedCr, crRule.allows(j));
-      cb_.sample(in.v + sourceRowOffset(in.vRowStride, stepY, j), stagedCb, cbRule.allows(j));
-    }
-    convert(pair, rgb.ptr(r0), rgb.ptr(r0 + 1), width);
+    stageRowPair(plan, j, pair);
+    convert(pair, rgb.ptr(2 * j), rgb.ptr(2 * j + 1), width);
   }
   return true;
+}
+
+void FusedIntake::prefetchAhead(const Plan& p, int j) const {
+  const YuvPlanes& in = p.in;
+  if (2 * j + 1 + kPrefetchRows < p.height)
+    for (int k = 0; k < 2; ++k)
+      prefetchRowStart(in.y + sourceRowOffset(in.yRowStride, p.stepY, 2 * j + k + kPrefetchRows));
+  if (j + kPrefetchRows / 2 < p.rows) {
+    prefetchRowStart(in.u + sourceRowOffset(in.uRowStride, p.stepY, j + kPrefetchRows / 2));
+    if (!p.interleaved)
+      prefetchRowStart(in.v + sourceRowOffset(in.vRowStride, p.stepY, j + kPrefetchRows / 2));
+  }
+}
+
+void FusedIntake::stageRowPair(const Plan& p, int j, fused::RowPairInput& pair) {
+  const YuvPlanes& in = p.in;
+  const int r0 = 2 * j;
+  const bool lumaMay[2] = {p.lumaRule.allows(r0), p.lumaRule.allows(r0 + 1)};
+  const bool chromaMay = p.crRule.allows(j) && p.cbRule.allows(j);
+  for (int k = 0; k < 2; ++k) pair.luma[k] = in.y + sourceRowOffset(in.yRowStride, p.stepY, r0 + k);
+  const unsigned char* pairRow =
+      p.interleaved ? p.pairs + sourceRowOffset(in.uRowStride, p.stepY, j) : nullptr;
+  pair.lumaSpacing = p.lumaInPlace && lumaMay[0] && lumaMay[1] ? 2 : 1;
+  pair.cr = p.stagedCr;
+  pair.cb = p.stagedCb;
+  pair.crFirst = p.crFirst;
+  if (p.gather) {
+    gatherRowPair(luma_.offsets(), pairs_.offsets(), pair.luma, pairRow, p.stagedLuma[0],
+                  p.stagedLuma[1], p.stagedCr, p.chromaCols);
+    pair.luma[0] = p.stagedLuma[0];
+    pair.luma[1] = p.stagedLuma[1];
+    pair.pairs = p.stagedCr;
+    pair.pairSpacing = 1;
+    return;
+  }
+  if (pair.lumaSpacing == 1)
+    for (int k = 0; k < 2; ++k) {
+      luma_.sample(pair.luma[k], p.stagedLuma[k], lumaMay[k]);
+      pair.luma[k] = p.stagedLuma[k];
+    }
+  if (p.interleaved && p.pairsInPlace && chromaMay) {
+    pair.pairs = pairRow;
+    pair.pairSpacing = 2;
+  } else if (p.interleaved) {
+    pairs_.sample(pairRow, p.crFirst ? p.stagedCr : p.stagedCb, p.crFirst ? p.stagedCb : p.stagedCr,
+                  chromaMay);
+  } else {
+    cr_.sample(in.u + sourceRowOffset(in.uRowStride, p.stepY, j), p.stagedCr, p.crRule.allows(j));
+    cb_.sample(in.v + sourceRowOffset(in.vRowStride, p.stepY, j), p.stagedCb, p.cbRule.allows(j));
+  }
 }

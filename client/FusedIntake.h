@@ -16,6 +16,10 @@
 #include "client/RowSampling.h"
 #include "hdsml_export.h"
 
+namespace fused {
+struct RowPairInput;
+}
+
 // A camera frame as the host hands it over.
 struct YuvPlanes {
   const unsigned char* y;
@@ -41,6 +45,12 @@ class HDSML_EXPORT FusedIntake {
   bool run(const YuvPlanes& in, cv::Mat& rgb);
 
  private:
+  // Hidden, so that run() calls them directly, not through the exported table.
+  struct Plan;
+  HDSML_NO_EXPORT void prefetchAhead(const Plan& plan, int rowPair) const;
+  // Where the converter finds the row pair's samples: in place, or staged.
+  HDSML_NO_EXPORT void stageRowPair(const Plan& plan, int rowPair, fused::RowPairInput& pair);
+
   RowSampler luma_, cr_, cb_;
   PairSampler pairs_;
   std::vector<unsigned char> staging_;  // two rows of luma samples, one of each chroma plane
