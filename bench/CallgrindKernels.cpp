@@ -19,6 +19,7 @@
 #include "client/HDSMLClient.h"
 #include "frames/KernelPath.h"
 #include "motion/motionDetector.h"
+#include "tests/support/YuvPlanes.h"
 
 #if __has_include(<valgrind/callgrind.h>)
 #include <valgrind/callgrind.h>
@@ -41,15 +42,6 @@ struct Kernel {
 };
 
 const char* pathName(KernelPath path) { return path == KernelPath::kPlain ? "plain" : "vector"; }
-
-YuvPlanes planesOf(const hdsml::YuvFrame& f) {
-  return {f.y,          f.u,
-          f.v,          f.width,
-          f.height,     f.yPixelStride,
-          f.yRowStride, f.uPixelStride,
-          f.uRowStride, f.vPixelStride,
-          f.vRowStride};
-}
 
 // Names end in the implementation: "vector" (the library's fast kernel),
 // "plain" (its plain loop, or for the whole intake destride and cv::cvtColor,
@@ -78,7 +70,7 @@ void addIntakeKernels(std::vector<Kernel>& kernels) {
                      kMotionWidth, packed.data());
       });
     add("intake/whole/" + s + "/vector",
-        [](const hdsml::YuvFrame& f) { fused.run(planesOf(f), rgb); });
+        [](const hdsml::YuvFrame& f) { fused.run(hdsml::planesOf(f), rgb); });
     add("intake/whole/" + s + "/plain", [](const hdsml::YuvFrame& f) {
       destride(f.y, f.u, f.v, f.height, f.width, f.yPixelStride, f.yRowStride, f.uPixelStride,
                f.uRowStride, f.vPixelStride, f.vRowStride, kMotionHeight, kMotionWidth,

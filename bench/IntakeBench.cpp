@@ -24,6 +24,7 @@
 #include "client/camera_metadata.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"
+#include "tests/support/YuvPlanes.h"
 #include "wrapper/PresenceDetectorWrapper.h"
 
 namespace hdsml_bench {
@@ -156,9 +157,7 @@ void fusedIntake(benchmark::State& state, Size size) {
   const AllocationCount before = allocationsOnThisThread();
   for (auto _ : state) {
     const hdsml::YuvFrame& f = frames[i++ % frames.size()];
-    kernel.run({f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride, f.uPixelStride,
-                f.uRowStride, f.vPixelStride, f.vRowStride},
-               record.image);
+    kernel.run(hdsml::planesOf(f), record.image);
     benchmark::ClobberMemory();
   }
   reportAllocations(state, before, false);

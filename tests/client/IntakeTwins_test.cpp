@@ -21,20 +21,13 @@
 #include "client/FusedIntake.h"
 #include "tests/support/GuardedMemory.h"
 #include "tests/support/YuvFrame.h"
+#include "tests/support/YuvPlanes.h"
 
 namespace {
 
+using hdsml::planesOf;
 using hdsml::YuvFrame;
 using hdsml::YuvLayout;
-
-YuvPlanes planesOf(const YuvFrame& f) {
-  return {f.y,          f.u,
-          f.v,          f.width,
-          f.height,     f.yPixelStride,
-          f.yRowStride, f.uPixelStride,
-          f.uRowStride, f.vPixelStride,
-          f.vRowStride};
-}
 
 bool sameBytes(const cv::Mat& a, const cv::Mat& b) {
   return a.size() == b.size() && a.type() == b.type() &&
