@@ -1,11 +1,15 @@
-// Intake on the camera thread: the shrink alone, the shrink plus the colour
-// conversion into a frame record, and a whole detect() call, each against
-// OpenCV's way of doing the same job on the same NV21 frames.
+// Intake on the camera thread: the shrink alone, beside the time it takes to
+// read one byte of every cache line it must read; the whole intake into a frame
+// record (the fused kernel, and destride with cv::cvtColor); and a whole
+// detect() call. Peers: OpenCV's way of doing the same job and libyuv's
+// (bench/LibyuvIntake.h), on the same NV21 frames.
 #include <opencv2/imgproc.hpp>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -14,10 +18,13 @@
 
 #include "bench/BenchFrames.h"
 #include "bench/BenchSuites.h"
+#include "bench/LibyuvIntake.h"
+#include "client/FusedIntake.h"
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"
+#include "tests/support/YuvPlanes.h"
 #include "wrapper/PresenceDetectorWrapper.h"
 
 namespace hdsml_bench {
@@ -75,6 +82,47 @@ void destrideOnly(benchmark::State& state, Size size) {
   reportAllocations(state, before, false);
 }
 
+// The first byte of each cache line that destride reads: for every sampled
+// row of luma and of interleaved chroma, the lines from its first sample to its
+// last. One byte a line is the least any shrink must fetch.
+class SampledLines {
+ public:
+  explicit SampledLines(const hdsml::YuvFrame& f) {
+    const int64_t sx = int64_t(f.width) * 32 / kMotionWidth;
+    const int64_t sy = int64_t(f.height) * 32 / kMotionHeight;
+    const unsigned char* pairs = std::min(f.u, f.v);
+    for (int r = 0; r < kMotionHeight; ++r)
+      add(f.y + f.yRowStride * ((r * sy) >> 5), (((kMotionWidth - 1) * sx) >> 5) + 1);
+    for (int r = 0; r < kMotionHeight / 2; ++r)
+      add(pairs + f.uRowStride * ((r * sy) >> 5), 2 * (((kMotionWidth / 2 - 1) * sx) >> 5) + 2);
+  }
+  unsigned touch() const {
+    unsigned sum = 0;
+    for (const Span& s : spans_) {
+      sum += s.first[0];
+      for (const unsigned char* line = s.nextLine; line < s.end; line += 64) sum += *line;
+    }
+    return sum;
+  }
+
+ private:
+  struct Span {
+    const unsigned char *first, *nextLine, *end;
+  };
+  void add(const unsigned char* first, int64_t bytes) {
+    const auto next = (reinterpret_cast<uintptr_t>(first) | 63) + 1;
+    spans_.push_back({first, reinterpret_cast<const unsigned char*>(next), first + bytes});
+  }
+  std::vector<Span> spans_;
+};
+
+void touchSampledLines(benchmark::State& state, Size size) {
+  const auto& frames = nv21Frames(size.width, size.height);
+  std::vector<SampledLines> lines(frames.begin(), frames.end());
+  size_t i = 0;
+  for (auto _ : state) benchmark::DoNotOptimize(lines[i++ % lines.size()].touch());
+}
+
 void openCvShrinkOnly(benchmark::State& state, Size size) {
   const auto& frames = nv21Frames(size.width, size.height);
   PackedImage packed;
@@ -98,6 +146,33 @@ void destrideAndConvert(benchmark::State& state, Size size) {
     benchmark::ClobberMemory();
   }
   reportAllocations(state, before, false);
+}
+
+// The library's intake: the fused kernel, straight into a frame record.
+void fusedIntake(benchmark::State& state, Size size) {
+  const auto& frames = nv21Frames(size.width, size.height);
+  FusedIntake kernel;
+  FrameData record(kMotionHeight, kMotionWidth);
+  size_t i = 0;
+  const AllocationCount before = allocationsOnThisThread();
+  for (auto _ : state) {
+    const hdsml::YuvFrame& f = frames[i++ % frames.size()];
+    kernel.run(hdsml::planesOf(f), record.image);
+    benchmark::ClobberMemory();
+  }
+  reportAllocations(state, before, false);
+}
+
+void libyuvShrinkAndConvert(benchmark::State& state, Size size) {
+  const auto& frames = nv21Frames(size.width, size.height);
+  LibyuvIntake libyuv(kMotionWidth, kMotionHeight);
+  cv::Mat rgb(kMotionHeight, kMotionWidth, CV_8UC3);
+  size_t i = 0;
+  for (auto _ : state) {
+    libyuv.shrink(frames[i++ % frames.size()]);
+    libyuv.convert(rgb.data);
+    benchmark::ClobberMemory();
+  }
 }
 
 void openCvShrinkAndConvert(benchmark::State& state, Size size) {
@@ -190,8 +265,13 @@ void registerIntakeBenchmarks() {
     const std::string s = sizeName(size);
     benchmark::RegisterBenchmark(("intake/destride/" + s).c_str(), destrideOnly, size);
     benchmark::RegisterBenchmark(("peer/intake/resize+split/" + s).c_str(), openCvShrinkOnly, size);
+    benchmark::RegisterBenchmark(("intake/touch-lines/" + s).c_str(), touchSampledLines, size);
+    benchmark::RegisterBenchmark(("intake/fused/" + s).c_str(), fusedIntake, size);
     benchmark::RegisterBenchmark(("intake/destride+convert/" + s).c_str(), destrideAndConvert,
                                  size);
+    if (libyuvBuilt())
+      benchmark::RegisterBenchmark(("peer/intake/libyuv/" + s).c_str(), libyuvShrinkAndConvert,
+                                   size);
     benchmark::RegisterBenchmark(("peer/intake/resize+split+convert/" + s).c_str(),
                                  openCvShrinkAndConvert, size);
   }

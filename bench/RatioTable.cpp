@@ -28,23 +28,35 @@ const Pairing kPairings[] = {
     {"intake/destride/1280x720", "peer/intake/resize+split/1280x720", 0.5},
     {"intake/destride/1920x1080", "peer/intake/resize+split/1920x1080", 0.5},
     {"intake/destride/4032x3024", "peer/intake/resize+split/4032x3024", 0.5},
-    {"intake/destride+convert/640x480", "peer/intake/resize+split+convert/640x480", 0.75},
-    {"intake/destride+convert/1280x720", "peer/intake/resize+split+convert/1280x720", 0.75},
-    {"intake/destride+convert/1920x1080", "peer/intake/resize+split+convert/1920x1080", 0.75},
-    {"intake/destride+convert/4032x3024", "peer/intake/resize+split+convert/4032x3024", 0.75},
+    {"intake/destride/640x480", "intake/touch-lines/640x480", 2.0},
+    {"intake/destride/1280x720", "intake/touch-lines/1280x720", 2.0},
+    {"intake/destride/1920x1080", "intake/touch-lines/1920x1080", 2.0},
+    {"intake/destride/4032x3024", "intake/touch-lines/4032x3024", 2.0},
+    {"intake/fused/640x480", "peer/intake/libyuv/640x480", 0.8},
+    {"intake/fused/1280x720", "peer/intake/libyuv/1280x720", 0.8},
+    {"intake/fused/1920x1080", "peer/intake/libyuv/1920x1080", 0.8},
+    {"intake/fused/4032x3024", "peer/intake/libyuv/4032x3024", 0.8},
+    {"intake/fused/640x480", "peer/intake/resize+split+convert/640x480", 0.75},
+    {"intake/fused/1280x720", "peer/intake/resize+split+convert/1280x720", 0.75},
+    {"intake/fused/1920x1080", "peer/intake/resize+split+convert/1920x1080", 0.75},
+    {"intake/fused/4032x3024", "peer/intake/resize+split+convert/4032x3024", 0.75},
+    {"intake/destride+convert/640x480", "peer/intake/libyuv/640x480", 0},
+    {"intake/destride+convert/1280x720", "peer/intake/libyuv/1280x720", 0},
+    {"intake/destride+convert/1920x1080", "peer/intake/libyuv/1920x1080", 0},
+    {"intake/destride+convert/4032x3024", "peer/intake/libyuv/4032x3024", 0},
     {"intake/detect/640x480", nullptr, 0},
 };
 
 // Cost growth that is held to a bound: the larger figure over the smaller.
 const Pairing kScalings[] = {
-    {"intake/destride+convert/4032x3024", "intake/destride+convert/640x480", 2.0},
+    {"intake/fused/4032x3024", "intake/fused/640x480", 2.0},
     {"analysis/FrameDiff/640x480", "analysis/FrameDiff/320x240", 4.5},
     {"analysis/FrameDiffLowLight/640x480", "analysis/FrameDiffLowLight/320x240", 4.5},
 };
 
 const char* const kAllocationFigures[] = {
-    "intake/destride+convert/640x480",
-    "intake/destride+convert/4032x3024",
+    "intake/fused/640x480",
+    "intake/fused/4032x3024",
     "intake/detect/640x480",
     "analysis/FrameDiff/320x240",
     "analysis/FrameDiffLowLight/320x240",

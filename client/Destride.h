@@ -1,9 +1,10 @@
 // destride with an explicit choice of implementation: the plain loop, kept as
-// the reference, or the faster kernel (per-geometry column tables, four rows a
-// pass, both chroma planes in one pass, vector loads for whole-pixel steps).
+// the reference, or the faster kernel (the row samplers of RowSampling.h:
+// per-geometry column tables, vector loads for whole-pixel steps, both chroma
+// planes in one pass over interleaved chroma).
 // destride() itself runs defaultKernelPath(); this form lets tests and
 // benchmarks compare the two in one process. Thread-safe: the faster kernel
-// keeps its tables per thread.
+// keeps its samplers per thread.
 #pragma once
 
 #include <cstdint>

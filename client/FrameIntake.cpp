@@ -1,11 +1,13 @@
 // Frame intake on the camera thread: exposure to light estimate, strided YUV
-// planes shrunk to the motion resolution (destride, in Destride.cpp), colour
-// conversion into a pooled frame record, and hand-over to the motion thread.
+// planes shrunk to the motion resolution and converted to colour in a pooled
+// frame record (in one pass by FusedIntake, or by destride, in Destride.cpp,
+// and cv::cvtColor), and hand-over to the motion thread.
 #include <opencv2/imgproc.hpp>
 
 #include <cstdint>
 
 #include "client/Destride.h"
+#include "client/FusedIntake.h"
 #include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "conditioning/LightEstimator.h"
@@ -45,11 +47,17 @@ int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned ch
   // An empty image means an allocation failed at start-up: nothing to convert into.
   if (frame == nullptr || yuvImage.empty() || frame->image.empty()) return 0;
 
-  destride(y, u, v, height, width, yPixelStride, yRowStride, uPixelStride, uRowStride, vPixelStride,
-           vRowStride, motionResH, motionResW, yuvBuffer);
-  // The plane of `u` sits where YV12 keeps V: the planes are deliberately not
-  // reordered, and both differencing rules are symmetric in the two chroma bytes.
-  cv::cvtColor(yuvImage, frame->image, cv::COLOR_YUV2RGB_YV12);
+  if (intakePath_ == KernelPath::kVector) {
+    fusedIntake_->run(YuvPlanes{y, u, v, width, height, yPixelStride, yRowStride, uPixelStride,
+                                uRowStride, vPixelStride, vRowStride},
+                      frame->image);
+  } else {
+    destride(y, u, v, height, width, yPixelStride, yRowStride, uPixelStride, uRowStride,
+             vPixelStride, vRowStride, motionResH, motionResW, yuvBuffer);
+    // The plane of `u` sits where YV12 keeps V: the planes are deliberately not
+    // reordered, and both differencing rules are symmetric in the two chroma bytes.
+    cv::cvtColor(yuvImage, frame->image, cv::COLOR_YUV2RGB_YV12);
+  }
   frame->timestamp = timestamp;
   frame->lightMode = lightMode;
   if (metadata != nullptr) frame->metadata = *metadata;

@@ -13,6 +13,8 @@
 #include <string>
 
 #include "client/ClientConfiguration.h"
+#include "client/FusedIntake.h"
+#include "client/IntakeSelfCheck.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
 #include "diagnostics/Log.h"
@@ -113,6 +115,8 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
   hdsml::logPuts("[HDSMLClient] Read config");
 
   initializeAllignedImageBuffers();
+  fusedIntake_ = std::make_unique<FusedIntake>();
+  intakePath_ = chooseIntakePath(defaultKernelPath());
   framePool = std::make_unique<MemoryPool>(2, motionResW, motionResH);
   frameQueue = std::make_unique<Buffer>();
 
@@ -154,6 +158,7 @@ HDSMLClient::~HDSMLClient() {
   motionFilter.reset();
   lightEstimator.reset();
   motionStatus.reset();
+  fusedIntake_.reset();
   // The image header only refers to the packed buffer; release it last.
   yuvImage.release();
   delete[] yuvBuffer;

@@ -22,9 +22,11 @@
 #include <utility>
 #include <vector>
 
+#include "frames/KernelPath.h"
 #include "hdsml_export.h"
 
 class Buffer;
+class FusedIntake;
 class FrameData;
 class Filter;
 class LightEstimator;
@@ -123,6 +125,14 @@ class HDSML_EXPORT HDSMLClient {
   // Sets up yuvBuffer and its single-channel view yuvImage.
   void initializeAllignedImageBuffers();
 
+  // Which intake runs: kVector, the fused kernel (FusedIntake: shrink and
+  // conversion in one pass, yuvBuffer unused), or kPlain, destride into
+  // yuvBuffer and cv::cvtColor. Both give the same bytes. Construction picks
+  // kVector when defaultKernelPath() does and the kernel agrees with this
+  // process's OpenCV (IntakeSelfCheck.h). Camera thread, between frames.
+  void setIntakeKernelPath(KernelPath path) { intakePath_ = path; }
+  KernelPath intakeKernelPath() const { return intakePath_; }
+
   std::unique_ptr<MotionStatus> motionStatus;
   std::unique_ptr<Filter> motionFilter;      // motion thread only
   std::unique_ptr<motionDetector> detector;  // motion thread only (after construction)
@@ -171,4 +181,7 @@ class HDSML_EXPORT HDSMLClient {
  private:
   void switchLightMode(int lightMode);
   void analyse(FrameData& frame);
+
+  std::unique_ptr<FusedIntake> fusedIntake_;  // camera thread only
+  KernelPath intakePath_ = KernelPath::kPlain;
 };

@@ -6,7 +6,8 @@
 //     of them inside its plane, and writes exactly its output (or nothing when
 //     a step is 0);
 //   - cameraFrameData queues the frame exactly when it can be shrunk to the
-//     client's motion resolution, and reads only inside the planes.
+//     client's motion resolution, reads only inside the planes, and fills the
+//     record with the bytes destride and cv::cvtColor make of the frame.
 //
 // Input layout (missing bytes read as 0):
 //   0..3   source width, little-endian, top bit ignored
@@ -19,6 +20,7 @@
 //   12, 13 output width and height of the direct destride call, modulo 65
 //   14..17 exposure time in the metadata, little-endian
 #include <unistd.h>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <climits>
@@ -133,6 +135,15 @@ void checkIntake(const Plane& y, const Plane& u, const Plane& v, int width, int 
   const auto& queue = gClient->frameQueue->queue;
   if (shrinkable != (!queue.empty() && queue.front()->timestamp == timestamp))
     fail(shrinkable ? "a frame that can be shrunk was not queued" : "a too small frame was queued");
+  if (!shrinkable) return;
+  std::vector<uint8_t> packed(kMotionW * kMotionH * 3 / 2);
+  destride(y.origin, u.origin, v.origin, height, width, y.pixelStride, y.rowStride, u.pixelStride,
+           u.rowStride, v.pixelStride, v.rowStride, kMotionH, kMotionW, packed.data());
+  cv::Mat expected;
+  cv::cvtColor(cv::Mat(kMotionH * 3 / 2, kMotionW, CV_8UC1, packed.data()), expected,
+               cv::COLOR_YUV2RGB_YV12);
+  if (cv::countNonZero(expected.reshape(1) != queue.front()->image.reshape(1)) != 0)
+    fail("the record differs from what destride and cv::cvtColor make of the frame");
 }
 
 }  // namespace
