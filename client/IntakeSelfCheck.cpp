@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstdio>
 #include <vector>
 
 #include "client/FusedIntake.h"
 #include "client/FusedRows.h"
+#include "diagnostics/Log.h"
 
 namespace {
 
@@ -102,7 +102,7 @@ bool fusedIntakeMatchesReference() {
 KernelPath chooseIntakePath(KernelPath wanted) {
   if (wanted == KernelPath::kPlain || !FusedIntake::vectorized()) return KernelPath::kPlain;
   if (fusedIntakeMatchesReference()) return KernelPath::kVector;
-  printf(
+  hdsml::logPrintf(
       "[HDSMLClient] The fast intake kernel differs from this OpenCV's cvtColor; "
       "intake uses destride and cvtColor\n");
   return KernelPath::kPlain;
