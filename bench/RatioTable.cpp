@@ -70,6 +70,18 @@ std::string microseconds(double seconds) {
   return text;
 }
 
+// Whether a run stopped on an error (or was skipped): Google Benchmark 1.8
+// replaced Run::error_occurred (Debian 12 has 1.7) with Run::skipped (Debian
+// 13 has 1.9). The int overload is chosen where the old member exists.
+template <typename R>
+auto runFailed(const R& run, int) -> decltype(static_cast<bool>(run.error_occurred)) {
+  return run.error_occurred;
+}
+template <typename R>
+bool runFailed(const R& run, long) {
+  return static_cast<bool>(run.skipped);
+}
+
 const char* verdict(double ratio, double maxRatio) {
   if (maxRatio <= 0 || std::isnan(ratio)) return "";
   return ratio <= maxRatio ? "met" : "MISSED";
@@ -82,7 +94,7 @@ RatioTable::RatioTable() { SetOutputStream(&std::cerr); }
 void RatioTable::ReportRuns(const std::vector<Run>& runs) {
   ConsoleReporter::ReportRuns(runs);
   for (const Run& run : runs) {
-    if (run.run_type != Run::RT_Iteration || run.error_occurred || run.iterations == 0) continue;
+    if (run.run_type != Run::RT_Iteration || runFailed(run, 0) || run.iterations == 0) continue;
     Figure& figure = figures_[run.run_name.str()];
     // CPU time of the measuring thread: on a shared machine wall time also
     // counts the moments other programs held the core.
