@@ -76,14 +76,19 @@ TEST(IntakeSelfCheck, CatchesConversionsThatDifferFromTheProcesssOpenCv) {
   truncating.name = "truncating", truncating.round = 0;
   unclamped.name = "luma under 16 not clamped", unclamped.clampLuma = false;
   swapped.name = "Cr and Cb swapped", swapped.swapChroma = true;
-  Arithmetic nudged[5] = {kOpenCv, kOpenCv, kOpenCv, kOpenCv, kOpenCv};
-  int* coefficient[5] = {&nudged[0].y, &nudged[1].crToR, &nudged[2].crToG, &nudged[3].cbToG,
-                         &nudged[4].cbToB};
-  for (int k = 0; k < 5; ++k) *coefficient[k] += *coefficient[k] / 2000, nudged[k].name = "nudged";
-  for (const Arithmetic* a : {&coarse, &truncating, &unclamped, &swapped, &nudged[0], &nudged[1],
-                              &nudged[2], &nudged[3], &nudged[4]}) {
-    ScopedReference other(*a);
-    EXPECT_FALSE(fusedIntakeMatchesReference()) << a->name;
+  std::vector<Arithmetic> others = {coarse, truncating, unclamped, swapped};
+  // Each coefficient 8 higher, then 8 lower (20 parts in a million at most):
+  // only the pattern's sums nearest a rounding boundary, from above or below, move.
+  for (int k = 0; k < 10; ++k) {
+    Arithmetic a = kOpenCv;
+    int* coefficient[5] = {&a.y, &a.crToR, &a.crToG, &a.cbToG, &a.cbToB};
+    *coefficient[k / 2] += k % 2 ? -8 : 8;
+    a.name = k % 2 ? "a coefficient 8 lower" : "a coefficient 8 higher";
+    others.push_back(a);
+  }
+  for (size_t i = 0; i < others.size(); ++i) {
+    ScopedReference other(others[i]);
+    EXPECT_FALSE(fusedIntakeMatchesReference()) << others[i].name << ", case " << i;
   }
 }
 
@@ -128,10 +133,15 @@ TEST(IntakeSelfCheck, AClientFacingAnotherOpenCvUsesCvtColorAndSaysSoOnce) {
            f.uRowStride, f.vPixelStride, f.vRowStride, 240, 320, packed.data());
   cv::Mat expected;
   cv::cvtColor(cv::Mat(360, 320, CV_8UC1, packed.data()), expected, cv::COLOR_YUV2RGB_YV12);
-  for (KernelPath path : {KernelPath::kPlain, KernelPath::kVector}) {
+  // The path set is the path taken: only destride packs the frame in yuvBuffer.
+  client->yuvImage.setTo(0);
+  for (KernelPath path : {KernelPath::kVector, KernelPath::kPlain}) {
     client->setIntakeKernelPath(path);
-    const cv::Mat image = intake(*client, f, 33 * (1 + int(path)));
+    const cv::Mat image = intake(*client, f, 33 * (2 - int(path)));
     EXPECT_EQ(cv::countNonZero(image.reshape(1) != expected.reshape(1)), 0) << int(path);
+    EXPECT_EQ(std::equal(packed.begin(), packed.end(), client->yuvBuffer),
+              path == KernelPath::kPlain)
+        << int(path);
   }
 }
 
@@ -142,6 +152,7 @@ TEST(IntakeSelfCheck, AClientTakesTheFusedKernelWhereItIsVectorised) {
   ASSERT_NE(client, nullptr);
   const bool fused = FusedIntake::vectorized() && defaultKernelPath() == KernelPath::kVector;
   EXPECT_EQ(client->intakeKernelPath(), fused ? KernelPath::kVector : KernelPath::kPlain);
+  EXPECT_EQ(chooseIntakePath(KernelPath::kPlain), KernelPath::kPlain);  // HDSML_PLAIN_KERNELS set
 }
 
 }  // namespace

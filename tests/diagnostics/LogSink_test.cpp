@@ -18,7 +18,7 @@ namespace {
 using detector_wrapper::PresenceDetectorWrapper;
 
 // A host session that makes the library say nearly all it can: a refused
-// property, a missing configuration whose path outgrows any stack buffer,
+// property, a missing configuration whose message just outgrows the stack buffer,
 // start-up, state changes, debug lines, a moving lens, pause and resume, the
 // switch to low light (1/10 s exposures) and absence. Frames go in lockstep, so
 // the motion thread's lines and the host's come in one order every run.
@@ -53,7 +53,9 @@ void runSession(const char* configPath, const std::string& missingPath) {
 }
 
 TEST(LogSinkTest, ReceivesExactlyWhatStandardOutputReceivesOneLineAtATime) {
-  const std::string missingPath = "/nonexistent/" + std::string(600, 'd') + "/config.json";
+  // Its message, "Unable to load config file: PATH\n", is 512 bytes: the first
+  // length that no longer fits the stack buffer with its NUL.
+  const std::string missingPath = "/nonexistent/" + std::string(458, 'd') + "/config.json";
   const hdsml::TestConfig config(160, 120);
   std::vector<std::string> received;
   hdsml::setLogSink(
