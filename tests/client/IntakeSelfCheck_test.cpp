@@ -121,9 +121,15 @@ TEST(IntakeSelfCheck, AClientFacingAnotherOpenCvUsesCvtColorAndSaysSoOnce) {
   const std::string said = testing::internal::GetCapturedStdout();
   ASSERT_NE(client, nullptr);
   EXPECT_EQ(client->intakeKernelPath(), KernelPath::kPlain);
+  // Without a vector converter (x86-64 without AVX2) the plain path is taken
+  // unchecked, and there is nothing to report.
   const size_t first = said.find(message);
-  EXPECT_NE(first, std::string::npos) << said;
-  EXPECT_EQ(said.find(message, first + 1), std::string::npos) << said;
+  if (FusedIntake::vectorized()) {
+    EXPECT_NE(first, std::string::npos) << said;
+    EXPECT_EQ(said.find(message, first + 1), std::string::npos) << said;
+  } else {
+    EXPECT_EQ(first, std::string::npos) << said;
+  }
 
   cv::Mat bgr(480, 640, CV_8UC3);
   cv::randu(bgr, 0, 256);

@@ -120,6 +120,9 @@ TEST(IntakeTwins, FastMatchesPlainOnRandomGeometry) {
 TEST(IntakeTwins, FusedConvertsEveryYCrCbTripleAsCvtColorDoes) {
 #if defined(__aarch64__)
   EXPECT_TRUE(FusedIntake::vectorized());  // NEON is always there: its converter must be used
+#elif defined(__x86_64__)
+  __builtin_cpu_init();
+  EXPECT_EQ(FusedIntake::vectorized(), bool(__builtin_cpu_supports("avx2")));
 #endif
   constexpr int kW = 512, kH = 128;
   std::vector<uint8_t> packed(kW * kH * 3 / 2);
