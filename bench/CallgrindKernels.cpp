@@ -70,7 +70,7 @@ void addIntakeKernels(std::vector<Kernel>& kernels) {
                      kMotionWidth, packed.data());
       });
     add("intake/whole/" + s + "/vector",
-        [](const hdsml::YuvFrame& f) { fused.run(hdsml::planesOf(f), rgb); });
+        [](const hdsml::YuvFrame& f) { fused.run(hdsml::planesOf(f), rgb, packed.data()); });
     add("intake/whole/" + s + "/plain", [](const hdsml::YuvFrame& f) {
       destride(f.y, f.u, f.v, f.height, f.width, f.yPixelStride, f.yRowStride, f.uPixelStride,
                f.uRowStride, f.vPixelStride, f.vRowStride, kMotionHeight, kMotionWidth,

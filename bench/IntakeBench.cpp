@@ -148,16 +148,18 @@ void destrideAndConvert(benchmark::State& state, Size size) {
   reportAllocations(state, before, false);
 }
 
-// The library's intake: the fused kernel, straight into a frame record.
+// The library's intake: the fused kernel, straight into a frame record and
+// the client's packed image.
 void fusedIntake(benchmark::State& state, Size size) {
   const auto& frames = nv21Frames(size.width, size.height);
   FusedIntake kernel;
   FrameData record(kMotionHeight, kMotionWidth);
+  std::vector<unsigned char> packed(size_t(kMotionWidth) * kMotionHeight * 3 / 2);
   size_t i = 0;
   const AllocationCount before = allocationsOnThisThread();
   for (auto _ : state) {
     const hdsml::YuvFrame& f = frames[i++ % frames.size()];
-    kernel.run(hdsml::planesOf(f), record.image);
+    kernel.run(hdsml::planesOf(f), record.image, packed.data());
     benchmark::ClobberMemory();
   }
   reportAllocations(state, before, false);

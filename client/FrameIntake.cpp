@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <cstdint>
+#include <exception>
 
 #include "client/ClientExtensions.h"
 #include "client/Destride.h"
@@ -16,6 +17,25 @@
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
 #include "frames/MemoryPool.h"
+
+namespace {
+
+// A record whose pixels could not be allocated when the pool was made (the
+// error was printed then) gets them on first use, as cv::cvtColor allocates an
+// empty destination. False when that fails too: the frame is dropped silently,
+// like any per-frame failure, and the next frame tries again.
+bool ensureRecordImage(FrameData& frame, int width, int height) {
+  if (!frame.image.empty()) return true;
+  try {
+    frame.image.create(height, width, CV_8UC3);
+    return true;
+  } catch (const std::exception&) {
+    frame.image.release();
+    return false;
+  }
+}
+
+}  // namespace
 
 int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned char* v, int width,
                                  int height, int yPixelStride, int yRowStride, int uPixelStride,
@@ -45,14 +65,20 @@ int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned ch
 
   FrameData* frame = framePool->newFrame();
   // Both records held: drop the frame; the motion thread works on a newer one soon.
-  // An empty image means an allocation failed at start-up: nothing to convert into.
-  if (frame == nullptr || yuvImage.empty() || frame->image.empty()) return 0;
+  // Without the packed buffer (its allocation failed) there is nothing to shrink into.
+  // A record is taken (its count raised) only by the queue, so a record not
+  // pushed below stays free in the pool.
+  if (frame == nullptr || yuvImage.empty() || !ensureRecordImage(*frame, motionResW, motionResH))
+    return 0;
 
   ClientExtensions* extensions = hdsml::findExtensions(this);
   if (extensions != nullptr && extensions->intakePath == KernelPath::kVector) {
-    extensions->fusedIntake->run(YuvPlanes{y, u, v, width, height, yPixelStride, yRowStride,
-                                           uPixelStride, uRowStride, vPixelStride, vRowStride},
-                                 frame->image);
+    // Refused geometry: the record would keep the previous frame's pixels, so
+    // it is not queued under this frame's timestamp.
+    if (!extensions->fusedIntake->run(YuvPlanes{y, u, v, width, height, yPixelStride, yRowStride,
+                                                uPixelStride, uRowStride, vPixelStride, vRowStride},
+                                      frame->image, yuvBuffer))
+      return 0;
   } else {
     destride(y, u, v, height, width, yPixelStride, yRowStride, uPixelStride, uRowStride,
              vPixelStride, vRowStride, motionResH, motionResW, yuvBuffer);

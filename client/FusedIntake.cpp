@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #include "client/Destride.h"
 #include "client/FusedRows.h"
@@ -16,10 +15,16 @@ void convertRowPairPortable(const RowPairInput& in, unsigned char* rgb0, unsigne
     int cr = in.pairs == nullptr ? in.cr[j] : in.pairs[2 * in.pairSpacing * j + !in.crFirst];
     int cb = in.pairs == nullptr ? in.cb[j] : in.pairs[2 * in.pairSpacing * j + in.crFirst];
     const int32_t r = redTerm(cr), g = greenTerm(cr, cb), b = blueTerm(cb);
+    if (in.pairs != nullptr && in.pairSpacing == 2) {
+      in.packedCr[j] = static_cast<unsigned char>(cr);
+      in.packedCb[j] = static_cast<unsigned char>(cb);
+    }
     for (int k = 0; k < 2; ++k) {
       unsigned char* rgb = (k == 0 ? rgb0 : rgb1) + 3 * c;
       for (int d = 0; d < 2; ++d, rgb += 3) {
-        const int32_t y = lumaTerm(in.luma[k][in.lumaSpacing * (c + d)]);
+        const unsigned char sample = in.luma[k][in.lumaSpacing * (c + d)];
+        if (in.lumaSpacing == 2) in.packedLuma[k][c + d] = sample;
+        const int32_t y = lumaTerm(sample);
         rgb[0] = channel(y, r);
         rgb[1] = channel(y, g);
         rgb[2] = channel(y, b);
@@ -35,14 +40,13 @@ namespace {
 // The samples of a row pair where no vector load serves (fractional steps,
 // 4032 pixels to 320 say): both rows' luma and their row of chroma pairs in one
 // pass through the column tables, each luma offset loaded once for both rows,
-// and the reads of the three source rows overlapping in memory.
-__attribute__((noinline)) void gatherRowPair(const std::ptrdiff_t* lumaOffsets,
-                                             const std::ptrdiff_t* pairOffsets,
-                                             const unsigned char* const (&rows)[2],
-                                             const unsigned char* pairRow,
-                                             unsigned char* __restrict luma0,
-                                             unsigned char* __restrict luma1,
-                                             unsigned char* __restrict pairs, int chromaCols) {
+// and the reads of the three source rows overlapping in memory. Each pair's
+// first byte goes to `low`, its second to `high`.
+__attribute__((noinline)) void gatherRowPair(
+    const std::ptrdiff_t* lumaOffsets, const std::ptrdiff_t* pairOffsets,
+    const unsigned char* const (&rows)[2], const unsigned char* pairRow,
+    unsigned char* __restrict luma0, unsigned char* __restrict luma1, unsigned char* __restrict low,
+    unsigned char* __restrict high, int chromaCols) {
   // Held in registers: the byte stores below could otherwise alias them.
   const unsigned char *row0 = rows[0], *row1 = rows[1];
 #pragma GCC unroll 4
@@ -52,7 +56,9 @@ __attribute__((noinline)) void gatherRowPair(const std::ptrdiff_t* lumaOffsets,
     luma0[2 * j + 1] = row0[odd];
     luma1[2 * j] = row1[even];
     luma1[2 * j + 1] = row1[odd];
-    std::memcpy(pairs + 2 * j, pairRow + pairOffsets[j], 2);
+    const unsigned char* pair = pairRow + pairOffsets[j];
+    low[j] = pair[0];
+    high[j] = pair[1];
   }
 }
 
@@ -77,11 +83,17 @@ struct FusedIntake::Plan {
   const unsigned char* pairs;  // interleaved: the lower of the two chroma pointers
   bool lumaInPlace, pairsInPlace, gather;
   OverreadRule lumaRule, crRule, cbRule;
-  unsigned char* stagedLuma[2];
-  unsigned char *stagedCr, *stagedCb;  // or, gathered, one row of pairs
+  // The packed image's planes: luma, the plane read as Cr (the host's `u`),
+  // the plane read as Cb.
+  unsigned char *packedLuma, *packedCr, *packedCb;
 };
 
 bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
+  packed_.resize(size_t(std::max(rgb.cols, 0)) * size_t(std::max(rgb.rows, 0)) * 3 / 2);
+  return run(in, rgb, packed_.data());
+}
+
+bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb, unsigned char* packed) {
   const int width = rgb.cols, height = rgb.rows;
   if (rgb.type() != CV_8UC3 || width < 2 || height < 2 || width % 2 != 0 || height % 2 != 0)
     return false;
@@ -91,7 +103,7 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
 
   // Narrow images are converted by the portable loop; the vector converters
   // also read steps of 2 whole samples (640 pixels to 320, say) straight from
-  // the source rows, without staging the samples.
+  // the source rows, and write the samples to the packed image as they go.
   const fused::RowPairConverter vector = width >= fused::kBlockPixels ? vectorConverter() : nullptr;
   const fused::RowPairConverter convert =
       vector != nullptr ? vector : fused::convertRowPairPortable;
@@ -112,8 +124,7 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
                   : std::max(cr_.overread(), cb_.overread());
   const int64_t lumaOverread =
       std::max(luma_.overread(), lumaInPlace ? fused::kLumaSpacing2Overread : 0);
-  staging_.resize(2 * size_t(width) + 2 * size_t(chromaCols));
-  unsigned char* staging = staging_.data();
+  const size_t lumaBytes = size_t(width) * size_t(height), chromaBytes = size_t(chromaCols) * rows;
   // Interleaved planes share one row stride, and so one rule.
   const Plan plan{in,
                   width,
@@ -130,9 +141,9 @@ bool FusedIntake::run(const YuvPlanes& in, cv::Mat& rgb) {
                   OverreadRule(in.yRowStride, stepY, height, lumaOverread),
                   OverreadRule(in.uRowStride, stepY, rows, chromaOverread),
                   OverreadRule(in.vRowStride, stepY, rows, chromaOverread),
-                  {staging, staging + width},
-                  staging + 2 * size_t(width),
-                  staging + 2 * size_t(width) + chromaCols};
+                  packed,
+                  packed + lumaBytes,
+                  packed + lumaBytes + chromaBytes};
   for (int j = 0; j < rows; ++j) {
     prefetchAhead(plan, j);
     fused::RowPairInput pair{};
@@ -159,35 +170,43 @@ void FusedIntake::stageRowPair(const Plan& p, int j, fused::RowPairInput& pair) 
   const int r0 = 2 * j;
   const bool lumaMay[2] = {p.lumaRule.allows(r0), p.lumaRule.allows(r0 + 1)};
   const bool chromaMay = p.crRule.allows(j) && p.cbRule.allows(j);
-  for (int k = 0; k < 2; ++k) pair.luma[k] = in.y + sourceRowOffset(in.yRowStride, p.stepY, r0 + k);
+  unsigned char* const packedLuma[2] = {p.packedLuma + std::ptrdiff_t(r0) * p.width,
+                                        p.packedLuma + std::ptrdiff_t(r0 + 1) * p.width};
+  unsigned char* const packedCr = p.packedCr + std::ptrdiff_t(j) * p.chromaCols;
+  unsigned char* const packedCb = p.packedCb + std::ptrdiff_t(j) * p.chromaCols;
+  for (int k = 0; k < 2; ++k) {
+    pair.luma[k] = in.y + sourceRowOffset(in.yRowStride, p.stepY, r0 + k);
+    pair.packedLuma[k] = packedLuma[k];
+  }
   const unsigned char* pairRow =
       p.interleaved ? p.pairs + sourceRowOffset(in.uRowStride, p.stepY, j) : nullptr;
   pair.lumaSpacing = p.lumaInPlace && lumaMay[0] && lumaMay[1] ? 2 : 1;
-  pair.cr = p.stagedCr;
-  pair.cb = p.stagedCb;
+  // Staged chroma is read from the packed planes; chroma read in place is
+  // written there by the converter.
+  pair.cr = pair.packedCr = packedCr;
+  pair.cb = pair.packedCb = packedCb;
   pair.crFirst = p.crFirst;
   if (p.gather) {
-    gatherRowPair(luma_.offsets(), pairs_.offsets(), pair.luma, pairRow, p.stagedLuma[0],
-                  p.stagedLuma[1], p.stagedCr, p.chromaCols);
-    pair.luma[0] = p.stagedLuma[0];
-    pair.luma[1] = p.stagedLuma[1];
-    pair.pairs = p.stagedCr;
-    pair.pairSpacing = 1;
+    gatherRowPair(luma_.offsets(), pairs_.offsets(), pair.luma, pairRow, packedLuma[0],
+                  packedLuma[1], p.crFirst ? packedCr : packedCb, p.crFirst ? packedCb : packedCr,
+                  p.chromaCols);
+    pair.luma[0] = packedLuma[0];
+    pair.luma[1] = packedLuma[1];
     return;
   }
   if (pair.lumaSpacing == 1)
     for (int k = 0; k < 2; ++k) {
-      luma_.sample(pair.luma[k], p.stagedLuma[k], lumaMay[k]);
-      pair.luma[k] = p.stagedLuma[k];
+      luma_.sample(pair.luma[k], packedLuma[k], lumaMay[k]);
+      pair.luma[k] = packedLuma[k];
     }
   if (p.interleaved && p.pairsInPlace && chromaMay) {
     pair.pairs = pairRow;
     pair.pairSpacing = 2;
   } else if (p.interleaved) {
-    pairs_.sample(pairRow, p.crFirst ? p.stagedCr : p.stagedCb, p.crFirst ? p.stagedCb : p.stagedCr,
+    pairs_.sample(pairRow, p.crFirst ? packedCr : packedCb, p.crFirst ? packedCb : packedCr,
                   chromaMay);
   } else {
-    cr_.sample(in.u + sourceRowOffset(in.uRowStride, p.stepY, j), p.stagedCr, p.crRule.allows(j));
-    cb_.sample(in.v + sourceRowOffset(in.vRowStride, p.stepY, j), p.stagedCb, p.cbRule.allows(j));
+    cr_.sample(in.u + sourceRowOffset(in.uRowStride, p.stepY, j), packedCr, p.crRule.allows(j));
+    cb_.sample(in.v + sourceRowOffset(in.vRowStride, p.stepY, j), packedCb, p.cbRule.allows(j));
   }
 }

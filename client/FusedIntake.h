@@ -3,10 +3,12 @@
 // converted to RGB straight into a frame record's image, one row pair at a
 // time, with exactly the bytes that destride followed by
 // cv::cvtColor(COLOR_YUV2RGB_YV12) give: the plane of `u` is read as Cr, as the
-// packed image presents it to that conversion. No packed frame in between,
-// nothing allocated per frame once the geometry is known, no other thread
-// woken. Owned by the client and used on the camera thread only: it keeps the
-// column tables and the rows of samples it works on.
+// packed image presents it to that conversion. The samples land in the rows of
+// the packed image as destride writes it (the client's yuvBuffer), and the
+// conversion reads them there while they are still in the cache; where the
+// converter reads a source row in place, it writes the samples it loaded. Nothing
+// allocated per frame once the geometry is known, no other thread woken. Owned by
+// the client and used on the camera thread only: it keeps the column tables.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -38,10 +40,14 @@ class HDSML_EXPORT FusedIntake {
   // cv::cvtColor, and clients take that path instead.
   static bool vectorized();
 
-  // Fills `rgb` (CV_8UC3, even width and height of at least 2) from `in`.
-  // Returns false and leaves `rgb` as it was when that is not such an image or
-  // when a step is 0 (a frame under 1/32 of the image's size), where destride
-  // would write nothing.
+  // Fills `rgb` (CV_8UC3, even width and height of at least 2) from `in`, and
+  // `packed` (rgb.cols * rgb.rows * 3 / 2 bytes) with the packed planes that
+  // destride writes at that size. Returns false and leaves both as they were
+  // when `rgb` is not such an image or when a step is 0 (a frame under 1/32 of
+  // the image's size), where destride would write nothing.
+  bool run(const YuvPlanes& in, cv::Mat& rgb, unsigned char* packed);
+  // The same with a packed image of the kernel's own, for callers that want
+  // the colour image only.
   bool run(const YuvPlanes& in, cv::Mat& rgb);
 
  private:
@@ -53,5 +59,5 @@ class HDSML_EXPORT FusedIntake {
 
   RowSampler luma_, cr_, cb_;
   PairSampler pairs_;
-  std::vector<unsigned char> staging_;  // two rows of luma samples, one of each chroma plane
+  std::vector<unsigned char> packed_;  // the packed image of run() without one
 };

@@ -35,7 +35,10 @@ inline uint8_t channel(int32_t luma, int32_t chroma) {
 // Cr (the plane of the host's `u` pointer, which the packed image holds where
 // YV12 keeps V) and of the plane read as Cb; otherwise interleaved pairs, one
 // every `pairSpacing` pairs (1: staged pairs; 2: a source row shrunk 2:1), Cr
-// first in a pair when `crFirst`.
+// first in a pair when `crFirst`. Samples read in place (spacing 2) are also
+// written, consecutively, to `packedLuma` (the two rows' luma) and to `packedCr`
+// and `packedCb` (the row of each chroma plane): the rows of the packed image
+// that staged samples were written to.
 struct RowPairInput {
   const unsigned char* luma[2];
   int lumaSpacing;
@@ -44,6 +47,9 @@ struct RowPairInput {
   const unsigned char* pairs;
   int pairSpacing;
   bool crFirst;
+  unsigned char* packedLuma[2];
+  unsigned char* packedCr;
+  unsigned char* packedCb;
 };
 
 // The vector converters run in blocks of this many pixels. Reading a source

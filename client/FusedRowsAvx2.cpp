@@ -10,6 +10,7 @@
 #include "client/FusedRows.h"
 
 #include <array>
+#include <cstdint>
 
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
 #define HDSML_HAVE_AVX2_ROWS 1
@@ -70,6 +71,33 @@ constexpr ShuffleTable makeShuffles() {
 }
 constexpr ShuffleTable kShuffles = makeShuffles();
 
+// The splatted constants of the arithmetic, in memory. convertBlocks hides
+// their address from the optimiser once per call, so that every use is a
+// memory operand: otherwise each is rebuilt from an immediate in two
+// instructions, hoisted, and spilled to the stack for want of registers.
+struct alignas(32) Splat32 {
+  int32_t lane[8];
+};
+constexpr Splat32 splat32(int32_t x) { return {{x, x, x, x, x, x, x, x}}; }
+struct Constants {
+  Splat32 sixteen = splat32(0x10101010);
+  Splat32 lowBytesOfWords = splat32(0x00FF00FF);
+  Splat32 lumaScale = splat32(kY);
+  Splat32 crToR = splat32(kCrToR), crToG = splat32(kCrToG);
+  Splat32 cbToG = splat32(kCbToG), cbToB = splat32(kCbToB);
+  // The rounding half with the offset of chroma from 128 folded in.
+  Splat32 redBias = splat32(kHalf - 128 * kCrToR);
+  Splat32 greenBias = splat32(kHalf - 128 * (kCrToG + kCbToG));
+  Splat32 blueBias = splat32(kHalf - 128 * kCbToB);
+  // Dwords of the chroma packs in plane order (storeChroma).
+  Splat32 chromaOrder = {{0, 4, 1, 5, 2, 6, 3, 7}};
+};
+constexpr Constants kConstants{};
+
+HDSML_AVX2_INLINE __m256i lanes(const Splat32& c) {
+  return _mm256_load_si256(reinterpret_cast<const __m256i*>(c.lane));
+}
+
 HDSML_AVX2_INLINE __m256i load(const unsigned char* p) {
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
@@ -80,29 +108,72 @@ HDSML_AVX2_INLINE __m256i shuffle(__m256i x, const Bytes32& m) {
   return _mm256_shuffle_epi8(x, load(m.data()));
 }
 
+// The low bytes of the 16-bit lanes of a and b, in order: a's 16, then b's 16.
+HDSML_AVX2_INLINE __m256i lowBytesInOrder(__m256i a, __m256i b, const Constants& k) {
+  const __m256i low = lanes(k.lowBytesOfWords);
+  const __m256i packed = _mm256_packus_epi16(_mm256_and_si256(a, low), _mm256_and_si256(b, low));
+  return _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0));
+}
+
 // Luma of pixels c .. c + 31 of a row, less 16 and at least 0, in 32-bit lanes:
-// even[h] and odd[h] hold pixels 16h + 2i and 16h + 2i + 1.
+// even[h] and odd[h] hold pixels 16h + 2i and 16h + 2i + 1. Read in place
+// (spacing 2), the 32 samples are also written to `packed` + c.
 template <int spacing>
-HDSML_AVX2_INLINE void loadLuma(const unsigned char* row, int c, __m256i (&even)[2],
-                                __m256i (&odd)[2]) {
-  const __m256i sixteen = _mm256_set1_epi8(16);
-  for (int h = 0; h < 2; ++h) {
-    if constexpr (spacing == 2) {
-      const __m256i x = _mm256_subs_epu8(load(row + 2 * c + 32 * h), sixteen);
+HDSML_AVX2_INLINE void loadLuma(const unsigned char* row, int c, unsigned char* packed,
+                                const Constants& k, __m256i (&even)[2], __m256i (&odd)[2]) {
+  const __m256i sixteen = lanes(k.sixteen);
+  if constexpr (spacing == 2) {
+    const __m256i raw[2] = {load(row + 2 * c), load(row + 2 * c + 32)};
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(packed + c), lowBytesInOrder(raw[0], raw[1], k));
+    for (int h = 0; h < 2; ++h) {
+      const __m256i x = _mm256_subs_epu8(raw[h], sixteen);
       even[h] = shuffle(x, kByte0OfLanes);
       odd[h] = shuffle(x, kByte2OfLanes);
-    } else {
-      const __m256i x = _mm256_subs_epu8(both(row + c + 16 * h), sixteen);
-      even[h] = shuffle(x, kEvenBytes);
-      odd[h] = shuffle(x, kOddBytes);
     }
+    return;
+  }
+  for (int h = 0; h < 2; ++h) {
+    const __m256i x = _mm256_subs_epu8(both(row + c + 16 * h), sixteen);
+    even[h] = shuffle(x, kEvenBytes);
+    odd[h] = shuffle(x, kOddBytes);
   }
 }
 
-// Chroma samples j .. j + 15 in 32-bit lanes, 8 a vector.
+// Chroma samples j .. j + 15 of a row of pairs read in place (a source row
+// shrunk 2:1: one pair every 4 bytes), in 32-bit lanes, 8 a vector.
+HDSML_AVX2_INLINE void loadChromaPairs(const RowPairInput& in, int j, __m256i (&cr)[2],
+                                       __m256i (&cb)[2]) {
+  for (int h = 0; h < 2; ++h) {
+    const __m256i x = load(in.pairs + 4 * j + 32 * h);
+    const __m256i first = shuffle(x, kByte0OfLanes), second = shuffle(x, kByte1OfLanes);
+    cr[h] = in.crFirst ? first : second;
+    cb[h] = in.crFirst ? second : first;
+  }
+}
+
+// The 16 samples of each chroma plane, held one a 32-bit lane (below 256), as
+// 16 consecutive bytes at `crOut` and at `cbOut`.
+HDSML_AVX2_INLINE void storeChroma(const __m256i (&cr)[2], const __m256i (&cb)[2],
+                                   unsigned char* crOut, unsigned char* cbOut, const Constants& k) {
+  // Per 128-bit half the packs give 4-byte groups: cr 0-3, cr 8-11, cb 0-3,
+  // cb 8-11 in the low half and cr 4-7, cr 12-15, cb 4-7, cb 12-15 in the high.
+  const __m256i bytes =
+      _mm256_packus_epi16(_mm256_packs_epi32(cr[0], cr[1]), _mm256_packs_epi32(cb[0], cb[1]));
+  const __m256i ordered = _mm256_permutevar8x32_epi32(bytes, lanes(k.chromaOrder));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(crOut), _mm256_castsi256_si128(ordered));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(cbOut), _mm256_extracti128_si256(ordered, 1));
+}
+
+// Chroma samples j .. j + 15 in 32-bit lanes, 8 a vector. Read in place
+// (pairSpacing 2), they are also written to the packed chroma rows.
 template <int pairSpacing>
-HDSML_AVX2_INLINE void loadChroma(const RowPairInput& in, int j, __m256i (&cr)[2],
-                                  __m256i (&cb)[2]) {
+HDSML_AVX2_INLINE void loadChroma(const RowPairInput& in, int j, __m256i (&cr)[2], __m256i (&cb)[2],
+                                  const Constants& k) {
+  if constexpr (pairSpacing == 2) {
+    loadChromaPairs(in, j, cr, cb);
+    storeChroma(cr, cb, in.packedCr + j, in.packedCb + j, k);
+    return;
+  }
   for (int h = 0; h < 2; ++h) {
     __m256i first, second;
     if constexpr (pairSpacing == 0) {
@@ -111,10 +182,6 @@ HDSML_AVX2_INLINE void loadChroma(const RowPairInput& in, int j, __m256i (&cr)[2
       cb[h] = _mm256_cvtepu8_epi32(
           _mm_loadl_epi64(reinterpret_cast<const __m128i*>(in.cb + j + 8 * h)));
       continue;
-    } else if constexpr (pairSpacing == 2) {
-      const __m256i x = load(in.pairs + 4 * j + 32 * h);
-      first = shuffle(x, kByte0OfLanes);
-      second = shuffle(x, kByte1OfLanes);
     } else {
       const __m256i x = both(in.pairs + 2 * j + 16 * h);
       first = shuffle(x, kEvenBytes);
@@ -164,40 +231,43 @@ HDSML_AVX2_INLINE void storeRgb(__m256i r, __m256i g, __m256i b, unsigned char* 
 // Pixels c .. c + 31 of both rows.
 template <int lumaSpacing, int pairSpacing>
 HDSML_AVX2_INLINE void convertBlock(const RowPairInput& in, int c, unsigned char* rgb0,
-                                    unsigned char* rgb1) {
+                                    unsigned char* rgb1, const Constants& k) {
   __m256i cr[2], cb[2], r[2], g[2], b[2];
-  loadChroma<pairSpacing>(in, c / 2, cr, cb);
+  loadChroma<pairSpacing>(in, c / 2, cr, cb, k);
   // The offset from 128 is folded into the constants: the same integers, summed exactly.
   for (int h = 0; h < 2; ++h) {
-    r[h] = _mm256_add_epi32(_mm256_mullo_epi32(cr[h], _mm256_set1_epi32(kCrToR)),
-                            _mm256_set1_epi32(kHalf - 128 * kCrToR));
-    g[h] = _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(cr[h], _mm256_set1_epi32(kCrToG)),
-                                             _mm256_mullo_epi32(cb[h], _mm256_set1_epi32(kCbToG))),
-                            _mm256_set1_epi32(kHalf - 128 * (kCrToG + kCbToG)));
-    b[h] = _mm256_add_epi32(_mm256_mullo_epi32(cb[h], _mm256_set1_epi32(kCbToB)),
-                            _mm256_set1_epi32(kHalf - 128 * kCbToB));
+    r[h] = _mm256_add_epi32(_mm256_mullo_epi32(cr[h], lanes(k.crToR)), lanes(k.redBias));
+    g[h] = _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(cr[h], lanes(k.crToG)),
+                                             _mm256_mullo_epi32(cb[h], lanes(k.cbToG))),
+                            lanes(k.greenBias));
+    b[h] = _mm256_add_epi32(_mm256_mullo_epi32(cb[h], lanes(k.cbToB)), lanes(k.blueBias));
   }
-  for (int k = 0; k < 2; ++k) {
+  for (int row = 0; row < 2; ++row) {
     __m256i even[2], odd[2];
-    loadLuma<lumaSpacing>(in.luma[k], c, even, odd);
+    loadLuma<lumaSpacing>(in.luma[row], c, in.packedLuma[row], k, even, odd);
     for (int h = 0; h < 2; ++h) {
-      even[h] = _mm256_mullo_epi32(even[h], _mm256_set1_epi32(kY));
-      odd[h] = _mm256_mullo_epi32(odd[h], _mm256_set1_epi32(kY));
+      even[h] = _mm256_mullo_epi32(even[h], lanes(k.lumaScale));
+      odd[h] = _mm256_mullo_epi32(odd[h], lanes(k.lumaScale));
     }
     storeRgb(channel32(even, odd, r), channel32(even, odd, g), channel32(even, odd, b),
-             (k == 0 ? rgb0 : rgb1) + 3 * c);
+             (row == 0 ? rgb0 : rgb1) + 3 * c);
   }
 }
 
 template <int lumaSpacing, int pairSpacing>
-HDSML_AVX2 void convertBlocks(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1,
+HDSML_AVX2 void convertBlocks(const RowPairInput& input, unsigned char* rgb0, unsigned char* rgb1,
                               int width) {
+  // A copy whose address never escapes: the byte stores below cannot alias
+  // it, so its pointers stay in registers instead of being loaded per block.
+  const RowPairInput in = input;
+  const Constants* k = &kConstants;
+  asm("" : "+r"(k));
   int c = 0;
   for (; c + kBlockPixels <= width; c += kBlockPixels)
-    convertBlock<lumaSpacing, pairSpacing>(in, c, rgb0, rgb1);
+    convertBlock<lumaSpacing, pairSpacing>(in, c, rgb0, rgb1, *k);
   // The last block overlaps the one before it; pixels are a function of their
   // samples alone, so those written twice get the same bytes.
-  if (c < width) convertBlock<lumaSpacing, pairSpacing>(in, width - kBlockPixels, rgb0, rgb1);
+  if (c < width) convertBlock<lumaSpacing, pairSpacing>(in, width - kBlockPixels, rgb0, rgb1, *k);
 }
 
 template <int lumaSpacing>

@@ -83,21 +83,27 @@ HDSML_INLINE void storeBlock(uint8x16_t even, uint8x16_t odd, const ChromaTerms&
   vst3q_u8(rgb + 48, second);
 }
 
-// Luma of pixels c .. c + 31 of a row: its even and its odd samples.
+// Luma of pixels c .. c + 31 of a row: its even and its odd samples. Read in
+// place (spacing 2), the 32 samples are also written to `packed` + c.
 template <int spacing>
-HDSML_INLINE void loadLuma(const unsigned char* row, int c, uint8x16_t& even, uint8x16_t& odd) {
+HDSML_INLINE void loadLuma(const unsigned char* row, int c, unsigned char* packed, uint8x16_t& even,
+                           uint8x16_t& odd) {
   if constexpr (spacing == 2) {
     const uint8x16x4_t s = vld4q_u8(row + 2 * c);
     even = s.val[0];
     odd = s.val[2];
+    const uint8x16x2_t samples = {{even, odd}};
+    vst2q_u8(packed + c, samples);
   } else {
+    (void)packed;
     const uint8x16x2_t s = vld2q_u8(row + c);
     even = s.val[0];
     odd = s.val[1];
   }
 }
 
-// Chroma samples j .. j + 15: planar (pairSpacing 0) or pairs.
+// Chroma samples j .. j + 15: planar (pairSpacing 0) or pairs. Read in place
+// (pairSpacing 2), they are also written to the packed chroma rows.
 template <int pairSpacing>
 HDSML_INLINE void loadChroma(const RowPairInput& in, int j, uint8x16_t& cr, uint8x16_t& cb) {
   uint8x16_t first, second;
@@ -116,6 +122,10 @@ HDSML_INLINE void loadChroma(const RowPairInput& in, int j, uint8x16_t& cr, uint
   }
   cr = in.crFirst ? first : second;
   cb = in.crFirst ? second : first;
+  if constexpr (pairSpacing == 2) {
+    vst1q_u8(in.packedCr + j, cr);
+    vst1q_u8(in.packedCb + j, cb);
+  }
 }
 
 // Pixels c .. c + 31 of both rows.
@@ -125,9 +135,9 @@ HDSML_INLINE void convertBlock(const RowPairInput& in, int c, unsigned char* rgb
   uint8x16_t cr, cb, even, odd;
   loadChroma<pairSpacing>(in, c / 2, cr, cb);
   const ChromaTerms terms = chromaTerms(cr, cb);
-  loadLuma<lumaSpacing>(in.luma[0], c, even, odd);
+  loadLuma<lumaSpacing>(in.luma[0], c, in.packedLuma[0], even, odd);
   storeBlock(even, odd, terms, rgb0 + 3 * c);
-  loadLuma<lumaSpacing>(in.luma[1], c, even, odd);
+  loadLuma<lumaSpacing>(in.luma[1], c, in.packedLuma[1], even, odd);
   storeBlock(even, odd, terms, rgb1 + 3 * c);
 }
 

@@ -127,7 +127,7 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
   initializeAllignedImageBuffers();
   ClientExtensions& extensions = hdsml::attachExtensions(this);
   extensions.fusedIntake = std::make_unique<FusedIntake>();
-  extensions.intakePath = chooseIntakePath(defaultKernelPath());
+  extensions.intakePath = chooseIntakePath(defaultKernelPath(), debugEnabled);
   framePool = std::make_unique<MemoryPool>(2, motionResW, motionResH);
   frameQueue = std::make_unique<Buffer>();
 

@@ -126,7 +126,8 @@ class HDSML_EXPORT HDSMLClient {
 
   // Which intake runs: kVector, the fused kernel (FusedIntake: shrink and
   // conversion in one pass), or kPlain, destride into yuvBuffer and
-  // cv::cvtColor. Both give the same bytes. Construction picks kVector when
+  // cv::cvtColor. Both give the same bytes, in the record's image and in
+  // yuvBuffer. Construction picks kVector when
   // defaultKernelPath() does and the kernel agrees with this process's OpenCV
   // (IntakeSelfCheck.h). Camera thread, between frames.
   void setIntakeKernelPath(KernelPath path);

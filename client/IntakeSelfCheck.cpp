@@ -99,11 +99,12 @@ bool fusedIntakeMatchesReference() {
          cv::countNonZero(fast.reshape(1) != reference.reshape(1)) == 0;
 }
 
-KernelPath chooseIntakePath(KernelPath wanted) {
+KernelPath chooseIntakePath(KernelPath wanted, bool debug) {
   if (wanted == KernelPath::kPlain || !FusedIntake::vectorized()) return KernelPath::kPlain;
   if (fusedIntakeMatchesReference()) return KernelPath::kVector;
-  hdsml::logPrintf(
-      "[HDSMLClient] The fast intake kernel differs from this OpenCV's cvtColor; "
-      "intake uses destride and cvtColor\n");
+  if (debug)
+    hdsml::logPrintf(
+        "[HDSMLClient] The fast intake kernel differs from this OpenCV's cvtColor; "
+        "intake uses destride and cvtColor\n");
   return KernelPath::kPlain;
 }

@@ -24,6 +24,8 @@ HDSML_EXPORT bool fusedIntakeMatchesReference();
 
 // The path a new client's intake takes when `wanted`: kVector (the fused
 // kernel) when wanted, vectorised on this machine and in agreement with the
-// reference; otherwise kPlain (destride and cv::cvtColor). A disagreement is
-// printed, once per call.
-HDSML_EXPORT KernelPath chooseIntakePath(KernelPath wanted);
+// reference; otherwise kPlain (destride and cv::cvtColor), which gives the same
+// bytes. A disagreement is printed, once per call, only when `debug` (the
+// client's debug flag) is set: without it a client prints exactly the lines it
+// always prints.
+HDSML_EXPORT KernelPath chooseIntakePath(KernelPath wanted, bool debug);

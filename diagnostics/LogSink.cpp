@@ -66,20 +66,16 @@ class Message {
   size_t length_ = 0;
 };
 
-// Called with sinkMutex held. Elsewhere than on Android the default sink
-// never gets here: it prints the original call directly.
-void deliver(Message& message) {
-  if (sink.function != nullptr) {
-    sink.function(sink.context, message.text(), message.length());
-    return;
-  }
 #ifdef __ANDROID__
-  // logcat ends each entry by itself; the line feed would show as an empty line.
+// An app's standard output is lost on Android, so every message also goes to
+// logcat, which ends each entry by itself: the line feed would show as an
+// empty line. Called with sinkMutex held.
+void alsoToLogcat(Message& message) {
   char* text = message.text();
   if (message.length() > 0 && text[message.length() - 1] == '\n') text[message.length() - 1] = '\0';
   __android_log_write(ANDROID_LOG_INFO, "hdsml", text);
-#endif
 }
+#endif
 
 }  // namespace
 
@@ -93,31 +89,40 @@ void logPrintf(const char* format, ...) {
   va_list args;
   va_start(args, format);
   std::lock_guard<std::mutex> lock(sinkMutex);
-#ifndef __ANDROID__
-  // Standard output gets the very calls it always got.
-  if (sink.function == nullptr) {
-    std::vprintf(format, args);
+  if (sink.function != nullptr) {
+    Message message;
+    message.format(format, args);
     va_end(args);
+    sink.function(sink.context, message.text(), message.length());
     return;
   }
-#endif
+#ifdef __ANDROID__
   Message message;
-  message.format(format, args);
+  va_list again;
+  va_copy(again, args);
+  message.format(format, again);
+  va_end(again);
+#endif
+  // Standard output gets the very calls it always got, on every platform.
+  std::vprintf(format, args);
   va_end(args);
-  deliver(message);
+#ifdef __ANDROID__
+  alsoToLogcat(message);
+#endif
 }
 
 void logPuts(const char* line) {
   std::lock_guard<std::mutex> lock(sinkMutex);
-#ifndef __ANDROID__
-  if (sink.function == nullptr) {
-    std::puts(line);
+  if (sink.function != nullptr) {
+    Message message;
+    message.line(line);
+    sink.function(sink.context, message.text(), message.length());
     return;
   }
+  std::puts(line);
+#ifdef __ANDROID__
+  __android_log_write(ANDROID_LOG_INFO, "hdsml", line);
 #endif
-  Message message;
-  message.line(line);
-  deliver(message);
 }
 
 }  // namespace hdsml

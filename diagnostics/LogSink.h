@@ -1,8 +1,10 @@
 // Where the library's messages go: start-up lines, state changes, absence
 // reports and, with the debug flag, per-frame lines. By default they are printed
-// to standard output (on Android they are written to logcat, tag "hdsml"); a host
-// may install a sink of its own, which then receives every message as one line,
-// final line feed included, byte for byte as it would have been printed.
+// to standard output on every platform; on Android, where an app's standard
+// output is lost, each is also written to logcat (tag "hdsml", priority INFO,
+// final line feed removed). A host may install a sink of its own, which then
+// replaces both and receives every message as one line, final line feed
+// included, byte for byte as it would have been printed.
 //
 // Messages come from the host's threads (inside initialize, stateChange, pause,
 // resume, detect and destroy) and from the library's motion thread. Deliveries
