@@ -13,7 +13,7 @@ final class NativeHooks {
   /** The facade's fields in DetectionResult's getters' order (floats as bits), then detectCount. */
   static long[] facade(PresenceDetector d) {
     long[] fields = new long[11];
-    facade(d.handle, fields);
+    facade(d.handle(), fields);
     return fields;
   }
 
