@@ -15,7 +15,7 @@ import java.util.logging.Level;
  *   detector.setState(State.DETECT_MOTION, 30, nowMs, "start");
  *   // for every YUV_420_888 frame, on the camera thread:
  *   DetectionResult r = detector.detect(y, u, v, width, height, timestampMs, exposureNs, false);
- *   if (r.getStatus() == Status.MOTION) { ... }
+ *   if (r.isFresh() && r.getStatus() == Status.MOTION) { ... }  // fresh: made since setState
  * }
  * }</pre>
  *

@@ -19,83 +19,99 @@ class LogListenerTest {
   private static final Pattern EXPOSURE =
       Pattern.compile("Camera exposure time in microseconds (\\d+)");
   private static final Pattern DROPPED =
-      Pattern.compile("(\\d+) messages? of the library dropped: the LogListener fell behind");
+      Pattern.compile("(\\d+) messages of the library dropped: the LogListener fell behind");
 
-  // A listener stuck in its first message while the camera thread writes 600
-  // lines (each new exposure is one): every detect returns regardless. Then,
-  // freed, it gets what fitted the queue in order, one message telling how
-  // many were dropped, placed where they were, and what comes after.
+  // A listener stuck in its first message while the camera thread writes 400
+  // lines (each new exposure is one): every detect returns regardless. Freed,
+  // it sticks again in its second message, which leaves room for one more line,
+  // written then, before 100 more find the queue full again. Every line written
+  // is accounted for, in order: delivered, or counted in a note that comes
+  // where the dropped ones would have, right before the line that follows them
+  // (or alone, when none follows yet).
   @Test
   void aListenerThatHangsHoldsUpNoCallAndIsToldHowManyMessagesItMissed() throws Exception {
-    CountDownLatch stuck = new CountDownLatch(1);
+    CountDownLatch inFirst = new CountDownLatch(1);
+    CountDownLatch inSecond = new CountDownLatch(1);
     CountDownLatch free = new CountDownLatch(1);
+    CountDownLatch freeAgain = new CountDownLatch(1);
     List<String> messages = new ArrayList<>();  // the listener's calls never overlap
     List<Thread> threads = new ArrayList<>();
     PresenceDetector d = PresenceDetector.open(CONFIG, new DetectorOptions.Builder()
         .setLogListener(m -> {
           messages.add(m);
           threads.add(Thread.currentThread());
-          if (messages.size() == 1) {
-            stuck.countDown();
-            try {
-              free.await(60, TimeUnit.SECONDS);
-            } catch (InterruptedException e) {
-              Thread.currentThread().interrupt();
-            }
+          if (messages.size() <= 2) {
+            (messages.size() == 1 ? inFirst : inSecond).countDown();
+            await(messages.size() == 1 ? free : freeAgain);
           }
         }).build());
     CameraFrame f = CameraFrame.small(0);
-    int lines = 600;
-    Thread camera;
+    int[] written = {0};
     try {
-      assertTrue(stuck.await(10, TimeUnit.SECONDS));
-      camera = new Thread(() -> {
-        d.setState(State.DETECT_MOTION, 30, 0, null);
-        for (int i = 1; i <= lines; ++i) {
-          f.detectWith(d, i, 10_000_000 + i);
-        }
-      });
-      camera.start();
-      camera.join(30_000);
+      assertTrue(inFirst.await(10, TimeUnit.SECONDS));
+      d.setState(State.DETECT_MOTION, 30, 0, null);
+      assertTrue(writeLines(d, f, written, 400), "detect waited for the listener");
+      free.countDown();
+      assertTrue(inSecond.await(10, TimeUnit.SECONDS));
+      assertTrue(writeLines(d, f, written, 101), "detect waited for the listener");
     } finally {
       free.countDown();
+      freeAgain.countDown();
     }
-    assertFalse(camera.isAlive(), "detect waited for the listener");
     assertTrue(d.awaitLogDelivery(10_000));
-    f.detectWith(d, lines + 1, 20_000_000);  // one more line, after the drops were told
+    writeLines(d, f, written, 1);  // after the drops were told
     assertTrue(d.awaitLogDelivery(10_000));
     d.close();
     Thread log = threads.get(0);
     log.join(10_000);
     assertFalse(log.isAlive(), "the delivering thread did not end after close");
 
-    // Every message on the binding's thread; exposures in the order written.
     assertTrue(threads.stream().allMatch(t -> t == log));
     assertEquals("hdsml log", log.getName());
     assertNotEquals(Thread.currentThread(), log);
-    List<Integer> told = new ArrayList<>();
-    int dropNotes = 0;
-    long last = 0;
+    int line = 0;
+    int pending = 0;
+    List<Integer> notes = new ArrayList<>();
     for (String m : messages) {
       Matcher exposure = EXPOSURE.matcher(m);
       Matcher dropped = DROPPED.matcher(m);
-      if (exposure.matches()) {
-        long ns = Long.parseLong(exposure.group(1));
-        assertTrue(ns > last, m + " after " + last);
-        told.add((int) (ns - 10_000_000));
-        last = ns;
-      } else if (dropped.matches()) {
-        ++dropNotes;
-        int before = told.isEmpty() ? 0 : told.get(told.size() - 1);
-        told.add(-Integer.parseInt(dropped.group(1)));
-        // What was dropped were lines before+1 .. lines: the queue stayed full to the end.
-        assertEquals(lines - before, Integer.parseInt(dropped.group(1)), m);
+      if (dropped.matches()) {
+        assertEquals(0, pending, "two notes in a row");
+        pending = Integer.parseInt(dropped.group(1));
+        notes.add(pending);
+      } else if (exposure.matches()) {
+        int next = (int) (Long.parseLong(exposure.group(1)) - 10_000_000);
+        assertEquals(line + pending + 1, next, "after line " + line + " and a note of " + pending);
+        line = next;
+        pending = 0;
       }
     }
-    assertEquals(1, dropNotes, "messages: " + messages);
-    assertEquals(10_000_000, told.get(told.size() - 1), "the last line, after the note");
-    assertTrue(told.get(told.size() - 2) < 0, "the note is not right before the next line");
-    assertTrue(told.size() > 200, "most of the queue was not delivered: " + told.size());
+    assertEquals(written[0], line);
+    assertEquals(2, notes.size(), "notes: " + notes);
+    assertEquals(100, (int) notes.get(1));  // the queue was full again
+  }
+
+  // Writes `count` lines on a camera thread, each from a detect with a new
+  // exposure; false if they were not all written within 30 s.
+  private static boolean writeLines(PresenceDetector d, CameraFrame f, int[] written, int count)
+      throws InterruptedException {
+    Thread camera = new Thread(() -> {
+      for (int i = 0; i < count; ++i) {
+        f.detectWith(d, written[0] + 1, 10_000_000 + written[0] + 1);
+        ++written[0];
+      }
+    });
+    camera.start();
+    camera.join(30_000);
+    return !camera.isAlive();
+  }
+
+  private static void await(CountDownLatch latch) {
+    try {
+      latch.await(60, TimeUnit.SECONDS);
+    } catch (InterruptedException e) {
+      Thread.currentThread().interrupt();
+    }
   }
 
   // An exposure of 4.3 s does not fit the library's 32 bits: saturated it stays

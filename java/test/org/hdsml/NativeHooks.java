@@ -22,6 +22,9 @@ final class NativeHooks {
   /** The timestamp of the frame the library's thread analysed last. */
   static native long lastAnalysed(long handle);
 
+  /** How many frame records are held now: queued, or being analysed. */
+  static native int heldRecords(long handle);
+
   /** Waits (10 s at most) until the library's thread has analysed every frame handed over. */
   static native boolean waitForIdle(long handle);
 

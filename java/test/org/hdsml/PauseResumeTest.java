@@ -68,6 +68,23 @@ class PauseResumeTest {
     }
   }
 
+  // A frame handed over right before pause() is still being analysed when the
+  // pause comes, most rounds: pause() returns only once that analysis is over
+  // (else its decision could land after resume(), with its old timestamp).
+  @Test
+  void pauseReturnsOnceTheFrameBeingAnalysedIsDone() throws Exception {
+    try (PresenceDetector d = PresenceDetectorTest.openQuietly()) {
+      d.setState(State.DETECT_MOTION, 30, 0, null);
+      CameraFrame f = CameraFrame.scene(320, 240, 0, true, CameraFrame.Layout.NV21, 0, false);
+      for (int round = 1; round <= 30; ++round) {
+        f.detectWith(d, round, 10_000_000);
+        d.pause();
+        assertEquals(0, NativeHooks.heldRecords(d.handle()), "round " + round);
+        d.resume();
+      }
+    }
+  }
+
   // The camera thread is held inside detect (in the luma plane's getBuffer())
   // while another thread calls pause(): pause must wait for it.
   private static void pauseWhileADetectIsInFlight(PresenceDetector d, CameraFrame f, long ts)
