@@ -2,8 +2,12 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <thread>
 
+#include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
+#include "frames/FrameData.h"
+#include "frames/MemoryPool.h"
 
 namespace hdsml_jni {
 namespace {
@@ -51,9 +55,14 @@ void DetectorSession::detect(const Frame& f, int64_t result[kResultSlots]) {
   metadata.lensMoving = f.lensMoving ? 1 : 0;
   facade_->detect(f.y, f.u, f.v, f.width, f.height, f.yPixelStride, f.yRowStride, f.uPixelStride,
                   f.uRowStride, f.vPixelStride, f.vRowStride, f.timestamp, metadata, 0);
+  read(result);
+  result[kDetectTime] = bitsOf(facade_->detectTimeMs);
+}
 
-  // The fields detect() just wrote, on the thread that called it, as the
-  // facade means them to be read. Only stateChangeTimestamp may be written
+void DetectorSession::read(int64_t result[kResultSlots]) const {
+  // The fields the last detect() wrote, read on the thread that called it or
+  // on one the Java side's frame lock orders after it, as the facade means them
+  // to be read. Only stateChangeTimestamp may be written
   // meanwhile (by setState on another thread): read it as the facade does.
   const PresenceDetectorWrapper& d = *facade_;
   result[kStatus] = d.status;
@@ -66,7 +75,7 @@ void DetectorSession::detect(const Frame& f, int64_t result[kResultSlots]) {
   result[kMotionScore] = bitsOf(d.motionScore);
   result[kMotionFrameTimestamp] = d.motionFrameTimestamp;
   result[kMotionWallClock] = d.motionWallClock;
-  result[kDetectTime] = bitsOf(d.detectTimeMs);
+  result[kDetectTime] = bitsOf(0.0f);
 }
 
 void DetectorSession::setState(int state, int frameRate, int64_t timestamp, const char* reason) {
@@ -74,7 +83,24 @@ void DetectorSession::setState(int state, int frameRate, int64_t timestamp, cons
   facade_->stateChange(kStateNames[state], frameRate, timestamp, reason);
 }
 
-void DetectorSession::pause() { facade_->pause(); }
+bool DetectorSession::pause(std::chrono::milliseconds timeout) {
+  facade_->pause();
+  // A frame record stays held from the moment it is queued until its decision
+  // is written. The pause emptied the queue, so a record still held is the
+  // frame being analysed; its decision, written after a resume(), would start
+  // the new absence timer at that old frame's time.
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (int spin = 0;; ++spin) {
+    bool held = false;
+    for (FrameData* frame : facade_->client->framePool->frames) held |= frame->getRef() != 0;
+    if (!held) return true;
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (spin < 100)
+      std::this_thread::yield();
+    else
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+  }
+}
 
 void DetectorSession::resume() { facade_->resume(); }
 

@@ -1,11 +1,13 @@
 // One open org.hdsml.PresenceDetector: the library's process-wide facade and
 // the forwarding of its messages to Java, from open() to the destructor. The
-// Java side calls it under its locks: detect() on one thread at a time, the
-// state calls one at a time, and the destructor only once neither is running.
+// Java side calls it under its locks: detect() and read() on one thread at a
+// time, the state calls one at a time, and the destructor only once neither is
+// running.
 #pragma once
 
 #include <jni.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -57,10 +59,17 @@ class DetectorSession {
 
   // Hands the frame to the facade and reads its fields into `result`.
   void detect(const Frame& frame, int64_t result[kResultSlots]);
+  // The facade's fields as the last detect() left them, with no time spent:
+  // what a frame the Java side keeps from the library gets.
+  void read(int64_t result[kResultSlots]) const;
   // `state`: 0 motion, 1 presence, 2 absence.
   void setState(int state, int frameRate, int64_t timestamp, const char* reason);
-  void pause();
+  // Pauses the library, then waits (`timeout` at most) for the analysis of a
+  // frame it had already taken: the Java side hands over no frame meanwhile, so
+  // nothing is analysed once this returns true.
+  bool pause(std::chrono::milliseconds timeout);
   void resume();
+  bool flushLog(std::chrono::milliseconds timeout) { return log_.flush(timeout); }
 
   detector_wrapper::PresenceDetectorWrapper* facade() const { return facade_; }
 

@@ -2,55 +2,88 @@
 
 #include <new>
 #include <stdexcept>
+#include <system_error>
+#include <thread>
 
 #include "diagnostics/LogSink.h"
 #include "java/native/JniSupport.h"
 
 namespace hdsml_jni {
 
-JavaLogForwarder::JavaLogForwarder(JNIEnv* env, jobject target) {
-  if (env->GetJavaVM(&vm_) != JNI_OK) throw std::runtime_error("no JavaVM");
-  target_ = env->NewGlobalRef(target);
-  if (target_ == nullptr) throw std::bad_alloc();
+JavaLogForwarder::JavaLogForwarder(JNIEnv* env, jobject target)
+    : queue_(std::make_shared<LogQueue>()) {
+  JavaVM* vm = nullptr;
+  if (env->GetJavaVM(&vm) != JNI_OK) throw std::runtime_error("no JavaVM");
+  jweak weak = env->NewWeakGlobalRef(target);
+  if (weak == nullptr) throw std::bad_alloc();
+  try {
+    std::thread(&JavaLogForwarder::run, vm, weak, queue_).detach();
+  } catch (...) {
+    env->DeleteWeakGlobalRef(weak);
+    throw;
+  }
 }
 
 JavaLogForwarder::~JavaLogForwarder() {
   uninstall();
-  if (JNIEnv* env = currentEnv(vm_)) env->DeleteGlobalRef(target_);
+  queue_->close();
 }
 
-void JavaLogForwarder::install() { hdsml::setLogSink(&JavaLogForwarder::deliver, this); }
+void JavaLogForwarder::install() { hdsml::setLogSink(&JavaLogForwarder::accept, queue_.get()); }
 
 void JavaLogForwarder::uninstall() { hdsml::setLogSink(nullptr, nullptr); }
 
-// Runs on whichever thread made the library speak, so it must leave that
-// thread's JNI state as it found it: no exception of its own left pending, one
-// already pending restored, and no local reference left behind (an attached
-// native thread never returns to Java, where they would be freed).
-void JavaLogForwarder::deliver(void* self, const char* text, size_t length) {
-  auto* forwarder = static_cast<JavaLogForwarder*>(self);
-  JNIEnv* env = currentEnv(forwarder->vm_);
+// Runs on whichever thread made the library speak, inside the library's own
+// lock: it only queues.
+void JavaLogForwarder::accept(void* queue, const char* text, size_t length) {
+  static_cast<LogQueue*>(queue)->push(text, length);
+}
+
+void JavaLogForwarder::run(JavaVM* vm, jweak target, std::shared_ptr<LogQueue> queue) {
+  JNIEnv* env = attachDaemon(vm, "hdsml log");
+  LogQueue::Message message;
+  message.text.reserve(LogQueue::kReservedBytes);
+  while (queue->take(message)) {
+    // Without the JVM the messages are lost, but still taken, so that the
+    // queue never stays full.
+    if (env != nullptr) deliver(env, target, message);
+    queue->delivered();
+  }
   if (env == nullptr) return;
-  jthrowable pending = env->ExceptionOccurred();
-  if (pending != nullptr) env->ExceptionClear();
+  env->DeleteWeakGlobalRef(target);
+  vm->DetachCurrentThread();
+}
 
-  // Java's listener gets the line without its line feed.
-  if (length > 0 && text[length - 1] == '\n') --length;
-  jbyteArray bytes = env->NewByteArray(static_cast<jsize>(length));
-  if (bytes != nullptr) {
-    env->SetByteArrayRegion(bytes, 0, static_cast<jsize>(length),
-                            reinterpret_cast<const jbyte*>(text));
-    env->CallVoidMethod(forwarder->target_, logForwarderDeliver(), bytes);
-    if (env->ExceptionCheck()) env->ExceptionClear();
-    env->DeleteLocalRef(bytes);
-  } else {
-    env->ExceptionClear();  // the array's OutOfMemoryError: the message is lost
+// This thread never returns to Java, where local references would be freed:
+// each delivery gets a frame of its own. Exceptions are Java's to log
+// (LogForwarder catches what the listener throws); one left here is cleared.
+void JavaLogForwarder::deliver(JNIEnv* env, jweak target, const LogQueue::Message& message) {
+  if (env->PushLocalFrame(4) != JNI_OK) {
+    env->ExceptionClear();
+    return;
   }
-
-  if (pending != nullptr) {
-    env->Throw(pending);
-    env->DeleteLocalRef(pending);
+  jobject forwarder = env->NewLocalRef(target);
+  if (forwarder != nullptr) {  // null once the detector is gone
+    if (message.droppedBefore > 0) {
+      env->CallVoidMethod(forwarder, logForwarderDropped(),
+                          static_cast<jlong>(message.droppedBefore));
+      env->ExceptionClear();
+    }
+    if (message.hasText) {
+      const char* text = message.text.data();
+      size_t length = message.text.size();
+      // Java's listener gets the line without its line feed.
+      if (length > 0 && text[length - 1] == '\n') --length;
+      jbyteArray bytes = env->NewByteArray(static_cast<jsize>(length));
+      if (bytes != nullptr) {
+        env->SetByteArrayRegion(bytes, 0, static_cast<jsize>(length),
+                                reinterpret_cast<const jbyte*>(text));
+        env->CallVoidMethod(forwarder, logForwarderDeliver(), bytes);
+      }
+      env->ExceptionClear();  // the array's OutOfMemoryError: the message is lost
+    }
   }
+  env->PopLocalFrame(nullptr);
 }
 
 }  // namespace hdsml_jni

@@ -1,7 +1,5 @@
 #include "java/native/JniSupport.h"
 
-#include <pthread.h>
-
 #include <exception>
 #include <new>
 
@@ -11,10 +9,7 @@ namespace {
 jclass nativeErrors = nullptr;  // global reference to org.hdsml.NativeErrors
 jmethodID createError = nullptr;
 jmethodID deliverMessage = nullptr;
-pthread_key_t detachKey;
-
-// Runs when a thread this file attached ends; the key's value is the JavaVM.
-void detachThread(void* vm) { static_cast<JavaVM*>(vm)->DetachCurrentThread(); }
+jmethodID reportDropped = nullptr;
 
 // Desktop JDKs declare AttachCurrentThread's first parameter as void**, the
 // Android NDK as JNIEnv**: this converts to whichever the header asks for.
@@ -36,9 +31,10 @@ jint onLoad(JavaVM* vm) {
   jclass forwarder = env->FindClass("org/hdsml/LogForwarder");
   if (forwarder == nullptr) return JNI_ERR;
   deliverMessage = env->GetMethodID(forwarder, "deliver", "([B)V");
-  if (createError == nullptr || nativeErrors == nullptr || deliverMessage == nullptr)
+  reportDropped = env->GetMethodID(forwarder, "dropped", "(J)V");
+  if (createError == nullptr || nativeErrors == nullptr || deliverMessage == nullptr ||
+      reportDropped == nullptr)
     return JNI_ERR;
-  if (pthread_key_create(&detachKey, detachThread) != 0) return JNI_ERR;
   return JNI_VERSION_1_6;
 }
 
@@ -68,18 +64,16 @@ void throwCurrentException(JNIEnv* env, JavaError kind) {
   }
 }
 
-JNIEnv* currentEnv(JavaVM* vm) {
+JNIEnv* attachDaemon(JavaVM* vm, const char* name) {
   JNIEnv* env = nullptr;
-  const jint got = vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_6);
-  if (got == JNI_OK) return env;
-  if (got != JNI_EDETACHED) return nullptr;
-  JavaVMAttachArgs args{JNI_VERSION_1_6, const_cast<char*>("hdsml motion thread"), nullptr};
-  // A daemon, so that a library thread never keeps the JVM from exiting.
+  JavaVMAttachArgs args{JNI_VERSION_1_6, const_cast<char*>(name), nullptr};
+  // A daemon, so that the binding's thread never keeps the JVM from exiting.
   if (vm->AttachCurrentThreadAsDaemon(EnvSlot{&env}, &args) != JNI_OK) return nullptr;
-  pthread_setspecific(detachKey, vm);
   return env;
 }
 
 jmethodID logForwarderDeliver() { return deliverMessage; }
+
+jmethodID logForwarderDropped() { return reportDropped; }
 
 }  // namespace hdsml_jni

@@ -1,7 +1,7 @@
 // What every JNI entry point of the binding needs: Java exceptions raised from
-// C++ (a C++ exception must never unwind into the JVM), and a JNIEnv on threads
-// the JVM did not start. Set up once by JNI_OnLoad; the functions may then be
-// called from any thread.
+// C++ (a C++ exception must never unwind into the JVM), and a JNIEnv on the
+// binding's own thread, which the JVM did not start. Set up once by JNI_OnLoad;
+// the functions may then be called from any thread.
 #pragma once
 
 #include <jni.h>
@@ -20,8 +20,7 @@ enum class JavaError {
 };
 
 // Caches the classes and methods the binding calls back (class lookups by name
-// work only on threads the JVM started) and the key that detaches attached
-// threads. Returns the JNI version, or JNI_ERR.
+// work only on threads the JVM started). Returns the JNI version, or JNI_ERR.
 jint onLoad(JavaVM* vm);
 
 // Raises a Java exception of `kind` with `message` (any bytes; decoded as UTF-8
@@ -33,12 +32,12 @@ void throwJava(JNIEnv* env, JavaError kind, const std::string& message);
 // RuntimeException for an exception that is not a std::exception.
 void throwCurrentException(JNIEnv* env, JavaError kind);
 
-// The calling thread's JNIEnv. A thread the JVM does not know (the library's
-// motion thread) is attached as a daemon on its first call and detached when it
-// ends. Null if the JVM refuses.
-JNIEnv* currentEnv(JavaVM* vm);
+// Attaches the calling thread, which the JVM did not start, as the daemon thread
+// `name`; the caller detaches it before it ends. Null if the JVM refuses.
+JNIEnv* attachDaemon(JavaVM* vm, const char* name);
 
-// The cached org.hdsml.LogForwarder.deliver(byte[]) method.
+// The cached org.hdsml.LogForwarder.deliver(byte[]) and dropped(long) methods.
 jmethodID logForwarderDeliver();
+jmethodID logForwarderDropped();
 
 }  // namespace hdsml_jni

@@ -1,13 +1,14 @@
 // The native methods of org.hdsml.PresenceDetector. Each entry point turns
 // every C++ exception into a Java one before it returns: none may unwind into
 // the JVM. The Java side has checked the arguments and holds its locks; the
-// checks here only keep a stale handle or an address-less buffer from ever
-// reaching the library.
+// checks here only keep a stale handle, or a missing or address-less buffer,
+// from ever reaching the library.
 #include <jni.h>
 
 #include <boost/property_tree/exceptions.hpp>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -37,9 +38,25 @@ DetectorSession* sessionOf(JNIEnv* env, jlong handle) {
   return session;
 }
 
-unsigned char* planeStart(JNIEnv* env, jobject buffer, jint position) {
+// Null, after an IllegalArgumentException naming the plane, when `buffer` is
+// null or has no address.
+unsigned char* planeStart(JNIEnv* env, const char* name, jobject buffer, jint position) {
+  if (buffer == nullptr) {
+    throwJava(env, JavaError::kIllegalArgument, std::string("plane ") + name + ": no buffer");
+    return nullptr;
+  }
   auto* base = static_cast<unsigned char*>(env->GetDirectBufferAddress(buffer));
-  return base != nullptr ? base + position : nullptr;
+  if (base == nullptr) {
+    throwJava(env, JavaError::kIllegalArgument,
+              std::string("plane ") + name + ": its buffer has no native address");
+    return nullptr;
+  }
+  return base + position;
+}
+
+// The Java side's bound on the waits it asks for.
+std::chrono::milliseconds millis(jlong value) {
+  return std::chrono::milliseconds(value > 0 ? value : 0);
 }
 
 std::string bytesOf(JNIEnv* env, jbyteArray array) {
@@ -91,9 +108,13 @@ JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeDetect(
     jint exposureTime, jboolean lensMoving, jlongArray fields) {
   DetectorSession* session = sessionOf(env, handle);
   if (session == nullptr) return;
-  hdsml_jni::Frame frame{planeStart(env, y, yPosition),
-                         planeStart(env, u, uPosition),
-                         planeStart(env, v, vPosition),
+  unsigned char* yStart = planeStart(env, "y", y, yPosition);
+  unsigned char* uStart = yStart != nullptr ? planeStart(env, "u", u, uPosition) : nullptr;
+  unsigned char* vStart = uStart != nullptr ? planeStart(env, "v", v, vPosition) : nullptr;
+  if (vStart == nullptr) return;
+  hdsml_jni::Frame frame{yStart,
+                         uStart,
+                         vStart,
                          yPixelStride,
                          yRowStride,
                          uPixelStride,
@@ -105,10 +126,6 @@ JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeDetect(
                          timestamp,
                          exposureTime,
                          lensMoving == JNI_TRUE};
-  if (frame.y == nullptr || frame.u == nullptr || frame.v == nullptr) {
-    throwJava(env, JavaError::kIllegalArgument, "a plane's buffer has no native address");
-    return;
-  }
   int64_t result[hdsml_jni::kResultSlots];
   try {
     session->detect(frame, result);
@@ -117,6 +134,16 @@ JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeDetect(
     return;
   }
   static_assert(sizeof(jlong) == sizeof(int64_t), "a jlong is 64 bits");
+  env->SetLongArrayRegion(fields, 0, hdsml_jni::kResultSlots, reinterpret_cast<jlong*>(result));
+}
+
+JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeRead(JNIEnv* env, jclass,
+                                                                  jlong handle,
+                                                                  jlongArray fields) {
+  DetectorSession* session = sessionOf(env, handle);
+  if (session == nullptr) return;
+  int64_t result[hdsml_jni::kResultSlots];
+  session->read(result);
   env->SetLongArrayRegion(fields, 0, hdsml_jni::kResultSlots, reinterpret_cast<jlong*>(result));
 }
 
@@ -137,15 +164,17 @@ JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeSetState(JNIEnv* en
   if (text != nullptr) env->ReleaseStringUTFChars(reason, text);
 }
 
-JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativePause(JNIEnv* env, jclass,
-                                                                   jlong handle) {
+JNIEXPORT jboolean JNICALL Java_org_hdsml_PresenceDetector_nativePause(JNIEnv* env, jclass,
+                                                                       jlong handle,
+                                                                       jlong timeoutMs) {
   DetectorSession* session = sessionOf(env, handle);
-  if (session == nullptr) return;
+  if (session == nullptr) return JNI_FALSE;
   try {
-    session->pause();
+    return session->pause(millis(timeoutMs)) ? JNI_TRUE : JNI_FALSE;
   } catch (...) {
     hdsml_jni::throwCurrentException(env, JavaError::kRuntime);
   }
+  return JNI_FALSE;
 }
 
 JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeResume(JNIEnv* env, jclass,
@@ -157,6 +186,14 @@ JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeResume(JNIEnv* env,
   } catch (...) {
     hdsml_jni::throwCurrentException(env, JavaError::kRuntime);
   }
+}
+
+JNIEXPORT jboolean JNICALL Java_org_hdsml_PresenceDetector_nativeFlushLog(JNIEnv* env, jclass,
+                                                                          jlong handle,
+                                                                          jlong timeoutMs) {
+  DetectorSession* session = sessionOf(env, handle);
+  if (session == nullptr) return JNI_FALSE;
+  return session->flushLog(millis(timeoutMs)) ? JNI_TRUE : JNI_FALSE;
 }
 
 JNIEXPORT void JNICALL Java_org_hdsml_PresenceDetector_nativeClose(JNIEnv*, jclass, jlong handle) {

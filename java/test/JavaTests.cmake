@@ -55,7 +55,7 @@ if(HDSML_SANITIZE MATCHES "address")
     "ASAN_OPTIONS=handle_segv=0:allow_user_segv_handler=1:detect_leaks=0")
 endif()
 
-foreach(class PresenceDetectorTest RealFramesTest)
+foreach(class PresenceDetectorTest PauseResumeTest LogListenerTest RealFramesTest)
   add_test(NAME java.${class} COMMAND ${Java_JAVA_EXECUTABLE} -Xcheck:jni
     -Djava.library.path=${CMAKE_BINARY_DIR}
     -Dorg.hdsml.test.hooks=$<TARGET_FILE:hdsml_jni_test_hooks>

@@ -57,6 +57,10 @@ JNIEXPORT jboolean JNICALL Java_org_hdsml_NativeHooks_waitForIdle(JNIEnv*, jclas
   return hdsml::waitForIdle(*facadeOf(handle).client);
 }
 
+JNIEXPORT jint JNICALL Java_org_hdsml_NativeHooks_heldRecords(JNIEnv*, jclass, jlong handle) {
+  return hdsml::heldRecords(*facadeOf(handle).client);
+}
+
 // `size` bytes ending where an inaccessible page begins: a read past the end
 // crashes. Never unmapped: a test makes a few.
 JNIEXPORT jobject JNICALL Java_org_hdsml_NativeHooks_pageEndBuffer(JNIEnv* env, jclass,

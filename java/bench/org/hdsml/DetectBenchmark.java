@@ -48,7 +48,7 @@ public final class DetectBenchmark {
     long spent = 0;
     for (int k = 0; k < count; ++k) {
       Plane[] f = frames[(first + k) % frames.length];
-      BenchHooks.waitForIdle(d.handle);
+      BenchHooks.waitForIdle(d.handle());
       long start = System.nanoTime();
       d.detect(f[0], f[1], f[2], WIDTH, HEIGHT, timestamp + k, EXPOSURE_NS, false);
       spent += System.nanoTime() - start;
@@ -92,17 +92,18 @@ public final class DetectBenchmark {
       long ts = 1;
       // Until the JIT has compiled the Java path; C++ gets the same frames.
       bench.detectFromJava(d, 0, warmup, ts);
-      BenchHooks.detectFromCpp(d.handle, WIDTH, HEIGHT, 0, warmup / 10, ts += warmup);
+      BenchHooks.detectFromCpp(d.handle(), WIDTH, HEIGHT, 0, warmup / 10, ts += warmup);
       ts += warmup / 10;
       for (int r = 0; r < rounds; ++r, ts += 2L * calls) {
         // Alternating which goes first, so that a slow spell of a shared
         // machine falls on both sides alike.
         if (r % 2 == 0) {
           java[r] = bench.detectFromJava(d, r, calls, ts) / 1000.0 / calls;
-          cpp[r] = BenchHooks.detectFromCpp(d.handle, WIDTH, HEIGHT, r, calls, ts + calls) / 1000.0
-              / calls;
+          cpp[r] = BenchHooks.detectFromCpp(d.handle(), WIDTH, HEIGHT, r, calls, ts + calls)
+              / 1000.0 / calls;
         } else {
-          cpp[r] = BenchHooks.detectFromCpp(d.handle, WIDTH, HEIGHT, r, calls, ts) / 1000.0 / calls;
+          cpp[r] =
+              BenchHooks.detectFromCpp(d.handle(), WIDTH, HEIGHT, r, calls, ts) / 1000.0 / calls;
           java[r] = bench.detectFromJava(d, r, calls, ts + calls) / 1000.0 / calls;
         }
         ratio[r] = java[r] / cpp[r];

@@ -99,7 +99,10 @@ public final class DetectionResult {
     return motionWallClockSeconds;
   }
 
-  /** Time the library spent in this call, in milliseconds. */
+  /**
+   * Time the library spent in this call, in milliseconds; 0 while the detector is paused, when the
+   * frame does not reach it.
+   */
   public float getDetectTimeMillis() {
     return detectTimeMillis;
   }

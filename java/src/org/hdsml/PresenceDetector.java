@@ -1,9 +1,10 @@
 package org.hdsml;
 
 import java.io.IOException;
+import java.lang.ref.WeakReference;
 import java.nio.ByteBuffer;
 import java.nio.charset.Charset;
-import java.util.concurrent.locks.ReentrantLock;
+import java.util.logging.Level;
 
 /**
  * Decides from a camera's preview frames whether something moves in front of the device, and when
@@ -14,12 +15,16 @@ import java.util.concurrent.locks.ReentrantLock;
  *   detector.setState(State.DETECT_MOTION, 30, nowMs, "start");
  *   // for every YUV_420_888 frame, on the camera thread:
  *   DetectionResult r = detector.detect(y, u, v, width, height, timestampMs, exposureNs, false);
- *   if (r.getStatus() == Status.MOTION) { ... }
+ *   if (r.isFresh() && r.getStatus() == Status.MOTION) { ... }  // fresh: made since setState
  * }
  * }</pre>
  *
  * <p><b>One per process.</b> The library keeps one detector per process: {@link #open} while
- * another is open throws {@link IllegalStateException}. Close it before opening the next.
+ * another is open throws {@link IllegalStateException}. Close it before opening the next, on
+ * Android in the lifecycle callback that ends the camera's use ({@code onDestroy}, say). A detector
+ * that becomes unreachable without {@link #close()} still holds the library, its thread and its
+ * memory until the next {@code open}, which then releases it and logs a warning (logger
+ * "org.hdsml") with the place it was opened.
  *
  * <p><b>Threads.</b> {@link #detect detect} belongs on the camera thread (calls from several
  * threads are taken one at a time). {@link #setState setState}, {@link #pause()} and {@link
@@ -27,7 +32,12 @@ import java.util.concurrent.locks.ReentrantLock;
  * time among themselves. {@link #close()} may come from any thread: it waits for a {@code detect}
  * or a state call in progress, and every call after it throws {@link IllegalStateException}. Results
  * are immutable and may go to any thread. The library analyses frames on a thread of its own, so
- * {@code detect} returns at once; a {@link LogListener} may be called from that thread.
+ * {@code detect} returns at once; messages reach a {@link LogListener} on a thread of the
+ * binding's, so a slow listener never holds it up.
+ *
+ * <p><b>Callbacks.</b> The {@link Plane}'s methods are called by {@code detect}, on its thread,
+ * and a {@link LogListener} on the binding's thread: calling the detector from either throws
+ * {@link IllegalStateException}.
  *
  * <p><b>Timestamps</b> are the host's, in one unit throughout (milliseconds, as the absence threshold
  * is): the frame timestamps of {@code detect} and the timestamps of {@code setState}.
@@ -39,26 +49,29 @@ public final class PresenceDetector implements AutoCloseable {
 
   private static final Charset UTF_8 = Charset.forName("UTF-8");
 
+  // How long pause() waits for the library to finish a frame it was analysing.
+  private static final long PAUSE_TIMEOUT_MS = 2000;
+
   private static final Object openLock = new Object();
-  private static PresenceDetector openDetector;  // guarded by openLock
+  // The open detector, held weakly: once it is unreachable, the next open()
+  // releases its session.
+  private static OpenDetector openDetector;  // guarded by openLock
 
-  // detect() holds frameLock; setState/pause/resume hold controlLock; close()
-  // takes controlLock, then frameLock, so that nothing it destroys is in use.
-  private final ReentrantLock frameLock = new ReentrantLock();
-  private final Object controlLock = new Object();
-  // Set first thing by close(): later calls fail at once instead of queueing.
-  private volatile boolean closed;
-  // The native session; 0 once closed. Written under both locks.
-  long handle;
+  final NativeSession session;
+  // The native side refers to the forwarder only weakly (a global reference
+  // would keep this detector alive through its listener): held here, it lives
+  // as long as the detector does.
+  private final LogForwarder logForwarder;
 
-  // Reused by detect() under frameLock, so that a frame allocates nothing but its result.
+  // Reused by detect() under the frame lock, so that a frame allocates nothing but its result.
   private final PlaneInput yInput = new PlaneInput("y");
   private final PlaneInput uInput = new PlaneInput("u");
   private final PlaneInput vInput = new PlaneInput("v");
   private final long[] fields = new long[DetectionResult.FIELD_COUNT];
 
-  private PresenceDetector(long handle) {
-    this.handle = handle;
+  private PresenceDetector(long handle, LogForwarder logForwarder) {
+    this.session = new NativeSession(handle);
+    this.logForwarder = logForwarder;
   }
 
   /** Opens the detector with {@link DetectorOptions#DEFAULT}. */
@@ -73,7 +86,8 @@ public final class PresenceDetector implements AutoCloseable {
    * @throws IOException if the file is missing, unreadable or a directory; the message names it
    * @throws IllegalArgumentException if the configuration is malformed, with the library's message
    *     (the file, and the key or line at fault)
-   * @throws IllegalStateException if a detector is already open in this process
+   * @throws IllegalStateException if a detector is already open in this process (one that became
+   *     unreachable without {@link #close()} is released instead, with a warning)
    */
   public static PresenceDetector open(String configPath, DetectorOptions options)
       throws IOException {
@@ -85,14 +99,46 @@ public final class PresenceDetector implements AutoCloseable {
     }
     refuseInsideListener();
     synchronized (openLock) {
+      releaseIfLost();
       if (openDetector != null) {
         throw new IllegalStateException("a PresenceDetector is already open in this process, and"
             + " the library keeps only one: close it before opening another");
       }
-      long handle = nativeOpen(configPath.getBytes(UTF_8), options.isDebug(),
-          new LogForwarder(options.getLogListener()));
-      openDetector = new PresenceDetector(handle);
-      return openDetector;
+      LogForwarder forwarder = new LogForwarder(options.getLogListener());
+      long handle = nativeOpen(configPath.getBytes(UTF_8), options.isDebug(), forwarder);
+      PresenceDetector detector = new PresenceDetector(handle, forwarder);
+      openDetector = new OpenDetector(detector);
+      return detector;
+    }
+  }
+
+  // The open detector, weakly, with what releasing it takes once it is gone.
+  private static final class OpenDetector extends WeakReference<PresenceDetector> {
+    final NativeSession session;
+    final Throwable openedAt = new Throwable("the lost PresenceDetector was opened here");
+
+    OpenDetector(PresenceDetector detector) {
+      super(detector);
+      session = detector.session;
+    }
+  }
+
+  // A detector dropped without close() keeps the library, which holds one per
+  // process: every later open() would fail until the process ends. The weak
+  // reference is cleared as soon as the collector finds the detector
+  // unreachable (nothing of it can come back: it has no finalizer), and the
+  // session's locks wait for a call that was still running in it.
+  private static void releaseIfLost() {
+    OpenDetector open = openDetector;
+    if (open == null || open.get() != null) {
+      return;
+    }
+    openDetector = null;
+    if (open.session.release()) {
+      LogForwarder.LOGGER.log(Level.WARNING, "a PresenceDetector leaked: it became unreachable"
+          + " without close() and still held the library, which is released now. Close every"
+          + " detector when done with it (try-with-resources, or the lifecycle callback that"
+          + " stops the camera)", open.openedAt);
     }
   }
 
@@ -114,15 +160,19 @@ public final class PresenceDetector implements AutoCloseable {
    *     value, which the library treats like any exposure that long (low light); values below
    *     {@link Integer#MIN_VALUE} as that value (unknown).
    * @param lensMoving true while the lens moves (focus): such frames are not analysed
+   * @return what the detector holds; between {@link #pause()} and {@link #resume()}, where the
+   *     frame is checked but not handed over, what it held at the pause
    * @throws IllegalArgumentException if a plane is null, its buffer null, not direct or too small
    *     for the geometry, a stride is out of range, or a size is not positive; nothing reaches the
    *     library then
-   * @throws IllegalStateException after {@link #close()}
+   * @throws IllegalStateException after {@link #close()}, or when a plane's method calls the
+   *     detector
    */
   public DetectionResult detect(Plane y, Plane u, Plane v, int width, int height, long timestamp,
       long exposureTimeNs, boolean lensMoving) {
-    refuseInsideListener();
-    if (closed) {
+    refuseReentry();
+    NativeSession s = session;
+    if (s.closed) {
       throw closedError();
     }
     if (width <= 0 || height <= 0) {
@@ -131,24 +181,28 @@ public final class PresenceDetector implements AutoCloseable {
     }
     int chromaWidth = width / 2 + (width & 1);
     int chromaHeight = height / 2 + (height & 1);
-    frameLock.lock();
+    s.frameLock.lock();
     try {
-      if (closed) {
+      if (s.closed) {
         throw closedError();
       }
       yInput.read(y, width, height);
       uInput.read(u, chromaWidth, chromaHeight);
       vInput.read(v, chromaWidth, chromaHeight);
-      nativeDetect(handle, yInput.buffer, yInput.position, yInput.pixelStride, yInput.rowStride,
-          uInput.buffer, uInput.position, uInput.pixelStride, uInput.rowStride, vInput.buffer,
-          vInput.position, vInput.pixelStride, vInput.rowStride, width, height, timestamp,
-          exposureForLibrary(exposureTimeNs), lensMoving, fields);
+      if (s.paused) {
+        nativeRead(s.handle, fields);
+      } else {
+        nativeDetect(s.handle, yInput.buffer, yInput.position, yInput.pixelStride,
+            yInput.rowStride, uInput.buffer, uInput.position, uInput.pixelStride, uInput.rowStride,
+            vInput.buffer, vInput.position, vInput.pixelStride, vInput.rowStride, width, height,
+            timestamp, exposureForLibrary(exposureTimeNs), lensMoving, fields);
+      }
       return new DetectionResult(fields);
     } finally {
       yInput.clear();
       uInput.clear();
       vInput.clear();
-      frameLock.unlock();
+      s.frameLock.unlock();
     }
   }
 
@@ -163,58 +217,92 @@ public final class PresenceDetector implements AutoCloseable {
     if (state == null) {
       throw new NullPointerException("state");
     }
-    refuseInsideListener();
-    synchronized (controlLock) {
+    refuseReentry();
+    synchronized (session.controlLock) {
       nativeSetState(openHandle(), state.code, frameRate, timestamp, reason);
     }
   }
 
-  /** Stops analysis and forgets the recent frames, votes and light level. */
+  /**
+   * Stops analysis and forgets the recent frames, votes and light level. A {@code detect} in
+   * progress on another thread finishes first; from then until {@link #resume()}, {@code detect}
+   * hands no frame to the library (cameras still deliver a frame or two after Android's {@code
+   * onPause}). Returns once the library has finished a frame it was analysing, so nothing is
+   * analysed afterwards.
+   */
   public void pause() {
-    refuseInsideListener();
-    synchronized (controlLock) {
-      nativePause(openHandle());
+    refuseReentry();
+    NativeSession s = session;
+    synchronized (s.controlLock) {
+      long handle = openHandle();
+      s.frameLock.lock();
+      try {
+        s.paused = true;
+      } finally {
+        s.frameLock.unlock();
+      }
+      if (!nativePause(handle, PAUSE_TIMEOUT_MS)) {
+        LogForwarder.LOGGER.warning("pause(): the library was still analysing a frame after "
+            + PAUSE_TIMEOUT_MS + " ms");
+      }
     }
   }
 
-  /** Re-enters the last state; the absence timer and the detector's warm-up start afresh. */
+  /**
+   * Re-enters the last state, and {@code detect} hands frames over again. The absence timer and the
+   * detector's warm-up start afresh with the first frame handed over after it: no absence is
+   * decided before the absence threshold has passed on those frames. A decision made before the
+   * pause stays the reported one until the next (see {@link DetectionResult#getStatus()}).
+   */
   public void resume() {
-    refuseInsideListener();
-    synchronized (controlLock) {
+    refuseReentry();
+    NativeSession s = session;
+    synchronized (s.controlLock) {
       nativeResume(openHandle());
+      s.frameLock.lock();
+      try {
+        s.paused = false;
+      } finally {
+        s.frameLock.unlock();
+      }
     }
   }
 
   /**
    * Stops the library's thread and frees everything, after any {@code detect} or state call in
    * progress on another thread has returned. Idempotent; another detector may be opened afterwards.
+   * Messages already written still reach the {@link LogListener} after it returns.
    */
   @Override
   public void close() {
-    refuseInsideListener();
-    synchronized (controlLock) {
-      closed = true;
-      frameLock.lock();
-      try {
-        if (handle != 0) {
-          long h = handle;
-          handle = 0;
-          nativeClose(h);
-        }
-      } finally {
-        frameLock.unlock();
-        synchronized (openLock) {
-          if (openDetector == this) {
-            openDetector = null;
-          }
-        }
+    refuseReentry();
+    session.release();
+    synchronized (openLock) {
+      if (openDetector != null && openDetector.session == session) {
+        openDetector = null;
       }
     }
   }
 
   /** Whether {@link #close()} has been called. */
   public boolean isClosed() {
-    return closed;
+    return session.closed;
+  }
+
+  /**
+   * Waits until every message the library wrote so far has been through the {@link LogListener}.
+   * False when {@code timeoutMs} passed first.
+   */
+  boolean awaitLogDelivery(long timeoutMs) {
+    refuseReentry();
+    synchronized (session.controlLock) {
+      return nativeFlushLog(openHandle(), timeoutMs);
+    }
+  }
+
+  /** The native session's handle, 0 once closed. */
+  long handle() {
+    return session.handle;
   }
 
   // Saturates: an exposure too long for 32 bits is still a long one, not the
@@ -223,19 +311,32 @@ public final class PresenceDetector implements AutoCloseable {
     return (int) Math.max(Integer.MIN_VALUE, Math.min(Integer.MAX_VALUE, ns));
   }
 
+  // Called holding the session's control lock.
   private long openHandle() {
-    if (closed) {
+    if (session.closed) {
       throw closedError();
     }
-    return handle;
+    return session.handle;
   }
 
   private static IllegalStateException closedError() {
     return new IllegalStateException("the PresenceDetector is closed");
   }
 
-  // A listener runs while the library may hold its locks: calling back in
-  // would deadlock.
+  // A Plane's methods run inside detect(), which holds the frame lock: the lock
+  // lets the same thread in again, and an inner call would change or free
+  // what the outer one is handing over.
+  private void refuseReentry() {
+    if (session.frameLock.isHeldByCurrentThread()) {
+      throw new IllegalStateException("the PresenceDetector was called from inside its own"
+          + " detect(), by a Plane's method on the same thread: a Plane must only return its"
+          + " buffer and strides");
+    }
+    refuseInsideListener();
+  }
+
+  // The listener's thread delivers the messages in order: a call from it that
+  // waits (close() for the library's thread, say) would hold up the rest.
   private static void refuseInsideListener() {
     if (LogForwarder.isDeliveringOnThisThread()) {
       throw new IllegalStateException("a LogListener must not call the PresenceDetector");
@@ -245,17 +346,23 @@ public final class PresenceDetector implements AutoCloseable {
   private static native long nativeOpen(byte[] configPath, boolean debug, LogForwarder forwarder)
       throws IOException;
 
-  private static native void nativeDetect(long handle, ByteBuffer y, int yPosition,
+  // Package-private so that the tests can hand it what the Java side never
+  // passes: the native side must refuse it, not crash.
+  static native void nativeDetect(long handle, ByteBuffer y, int yPosition,
       int yPixelStride, int yRowStride, ByteBuffer u, int uPosition, int uPixelStride,
       int uRowStride, ByteBuffer v, int vPosition, int vPixelStride, int vRowStride, int width,
       int height, long timestamp, int exposureTime, boolean lensMoving, long[] fields);
 
+  private static native void nativeRead(long handle, long[] fields);
+
   private static native void nativeSetState(long handle, int state, int frameRate, long timestamp,
       String reason);
 
-  private static native void nativePause(long handle);
+  private static native boolean nativePause(long handle, long timeoutMs);
 
   private static native void nativeResume(long handle);
 
-  private static native void nativeClose(long handle);
+  private static native boolean nativeFlushLog(long handle, long timeoutMs);
+
+  static native void nativeClose(long handle);
 }

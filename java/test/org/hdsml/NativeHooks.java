@@ -13,7 +13,7 @@ final class NativeHooks {
   /** The facade's fields in DetectionResult's getters' order (floats as bits), then detectCount. */
   static long[] facade(PresenceDetector d) {
     long[] fields = new long[11];
-    facade(d.handle, fields);
+    facade(d.handle(), fields);
     return fields;
   }
 
@@ -21,6 +21,9 @@ final class NativeHooks {
 
   /** The timestamp of the frame the library's thread analysed last. */
   static native long lastAnalysed(long handle);
+
+  /** How many frame records are held now: queued, or being analysed. */
+  static native int heldRecords(long handle);
 
   /** Waits (10 s at most) until the library's thread has analysed every frame handed over. */
   static native boolean waitForIdle(long handle);

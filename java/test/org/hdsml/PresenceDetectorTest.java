@@ -7,6 +7,9 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.io.PrintWriter;
+import java.io.StringWriter;
+import java.lang.ref.WeakReference;
 import java.nio.Buffer;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
@@ -14,8 +17,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
-import java.util.Map;
-import java.util.concurrent.ConcurrentHashMap;
+import java.util.concurrent.CopyOnWriteArrayList;
 import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicReference;
@@ -33,6 +35,9 @@ import org.junit.jupiter.params.provider.MethodSource;
 class PresenceDetectorTest {
   static final String CONFIG = System.getProperty("org.hdsml.test.config");
   private static final String CLOSED = "the PresenceDetector is closed";
+  private static final String REENTRY = "the PresenceDetector was called from inside its own"
+      + " detect(), by a Plane's method on the same thread: a Plane must only return its buffer and"
+      + " strides";
   private static final String CANNOT_OPEN =
       "%s: cannot open the configuration file (missing, unreadable or a directory)";
 
@@ -69,15 +74,19 @@ class PresenceDetectorTest {
     openQuietly().close();  // nothing was left installed
   }
 
-  // Without a listener, messages go to java.util.logging.
+  // Without a listener, messages go to java.util.logging. (The thread of a
+  // detector closed earlier may still be logging there meanwhile: the record is
+  // looked for by its text.)
   @Test
   void aSecondOpenIsRefusedWhileTheFirstStaysUsableAndCallsAfterCloseThrow() throws IOException {
-    List<LogRecord> records = new ArrayList<>();
+    List<LogRecord> records = new CopyOnWriteArrayList<>();
     LogForwarder.LOGGER.setFilter(r -> !records.add(r));
     PresenceDetector first = PresenceDetector.open(CONFIG);
+    assertTrue(first.awaitLogDelivery(10_000));
     LogForwarder.LOGGER.setFilter(null);
-    assertEquals("[HDSMLClient] Loaded Config file: " + CONFIG, records.get(0).getMessage());
-    LogRecord r = records.get(0);
+    String loaded = "[HDSMLClient] Loaded Config file: " + CONFIG;
+    LogRecord r = records.stream().filter(x -> x.getMessage().equals(loaded)).findFirst()
+        .orElseThrow(() -> new AssertionError("not logged: " + loaded));
     assertEquals("INFO org.hdsml", r.getLevel() + " " + r.getLoggerName());
     IllegalStateException e = assertThrows(IllegalStateException.class, () -> openQuietly());
     assertTrue(e.getMessage().contains("already open"), e.getMessage());
@@ -209,55 +218,142 @@ class PresenceDetectorTest {
       CameraFrame f = CameraFrame.scene(width, height, 0, true, layout, padding, true);
       f.detectWith(detector, 7, 10_000_000);
       f.revoke();
-      assertTrue(NativeHooks.waitForIdle(detector.handle));
-      assertEquals(7, NativeHooks.lastAnalysed(detector.handle));
+      assertTrue(NativeHooks.waitForIdle(detector.handle()));
+      assertEquals(7, NativeHooks.lastAnalysed(detector.handle()));
     }
   }
 
-  // An exposure of 4.3 s does not fit the library's 32 bits: saturated it stays
-  // a long one, so the library switches to low light after a window of them
-  // (truncated it would be 5 ms, daylight). The switch is announced on the
-  // library's own thread, which must be attached to the JVM for the message to
-  // arrive, and detached again when the detector closes. A listener that calls
-  // the detector (which would deadlock the library) is refused, and one that
-  // throws loses that message and nothing else.
-  @Test
-  void messagesArriveFromEveryThreadAndTheMotionThreadIsDetachedAtClose() throws Exception {
-    Map<String, Thread> threadOf = new ConcurrentHashMap<>();
-    List<String> messages = new ArrayList<>();
-    List<String> refused = new ArrayList<>();
-    PresenceDetector[] d = new PresenceDetector[1];
-    d[0] = PresenceDetector.open(CONFIG, new DetectorOptions.Builder().setLogListener(m -> {
-      messages.add(m);  // calls never overlap
-      threadOf.putIfAbsent(m, Thread.currentThread());
-      if (m.startsWith("State changed")) {
-        try {
-          d[0].pause();
-        } catch (IllegalStateException e) {
-          refused.add(e.getMessage());
-        }
-        throw new IllegalArgumentException("listener failure");
-      }
-    }).build());
-    d[0].setState(State.DETECT_MOTION, 30, 0, "test");
-    CameraFrame f = CameraFrame.small(0);
-    for (int i = 1; i <= 32; ++i) {
-      f.detectWith(d[0], i, 4_300_000_000L);
-      assertTrue(NativeHooks.waitForIdle(d[0].handle));
-    }
-    d[0].close();
+  private interface Inner {
+    void call(PresenceDetector d, CameraFrame f);
+  }
 
-    assertEquals("[HDSMLClient] Loaded Config file: " + CONFIG, messages.get(0));
-    assertEquals("[a LogListener must not call the PresenceDetector]", refused.toString());
-    assertEquals(Thread.currentThread(), threadOf.get("State changed to DETECT_MOTION"));
-    assertEquals(Thread.currentThread(),
-        threadOf.get("Camera exposure time in microseconds 2147483647"));
-    Thread motion = threadOf.get("Switching to low light frame differencing");
-    assertEquals("hdsml motion thread", motion.getName());
-    assertTrue(motion.isDaemon());
-    motion.join(10_000);
-    assertFalse(motion.isAlive(), "the motion thread was not detached from the JVM");
-    assertTrue(messages.stream().noneMatch(m -> m.endsWith("\n")));
+  static Stream<Arguments> callsFromInsideAPlane() {
+    List<Arguments> cases = new ArrayList<>();
+    for (String accessor : new String[] {"getBuffer", "getPixelStride", "getRowStride"}) {
+      cases.add(Arguments.of(accessor, "detect", (Inner) (d, f) -> f.detectWith(d, 99, 0)));
+      cases.add(Arguments.of(accessor, "close", (Inner) (d, f) -> d.close()));
+    }
+    cases.add(Arguments.of("getBuffer", "pause", (Inner) (d, f) -> d.pause()));
+    cases.add(Arguments.of("getRowStride", "resume", (Inner) (d, f) -> d.resume()));
+    cases.add(Arguments.of("getPixelStride", "setState",
+        (Inner) (d, f) -> d.setState(State.DETECT_ABSENCE, 30, 99, null)));
+    return cases.stream();
+  }
+
+  // A v plane (read last, when the outer call already holds y and u) whose
+  // `accessor` calls the detector on detect's own thread. The inner call is
+  // refused and the plane goes on to answer: the outer frame, and it alone,
+  // reaches the library (the call count goes up by one), and the detector
+  // stays open and usable.
+  @ParameterizedTest(name = "{1} from {0}")
+  @MethodSource("callsFromInsideAPlane")
+  void aPlaneThatCallsItsDetectorIsRefusedWithIllegalStateException(String accessor, String call,
+      Inner inner) throws IOException {
+    try (PresenceDetector d = openQuietly()) {
+      d.setState(State.DETECT_MOTION, 30, 0, null);
+      CameraFrame f = CameraFrame.small(0);
+      List<Throwable> refused = new ArrayList<>();
+      Plane v = new Plane() {
+        @Override
+        public ByteBuffer getBuffer() {
+          callInside("getBuffer");
+          return f.v.getBuffer();
+        }
+
+        @Override
+        public int getPixelStride() {
+          callInside("getPixelStride");
+          return f.v.getPixelStride();
+        }
+
+        @Override
+        public int getRowStride() {
+          callInside("getRowStride");
+          return f.v.getRowStride();
+        }
+
+        private void callInside(String name) {
+          if (name.equals(accessor)) {
+            try {
+              inner.call(d, f);
+            } catch (Throwable e) {
+              refused.add(e);
+            }
+          }
+        }
+      };
+      d.detect(f.y, f.u, v, f.width, f.height, 1, 10_000_000, false);
+      assertEquals(1, refused.size(), "the inner " + call + " was let in");
+      assertEquals(IllegalStateException.class, refused.get(0).getClass());
+      assertEquals(REENTRY, refused.get(0).getMessage());
+      assertEquals(2, NativeHooks.facade(d)[10]);
+      assertFalse(d.isClosed());
+      f.detectWith(d, 2, 10_000_000);
+      assertEquals(3, NativeHooks.facade(d)[10]);
+    }
+  }
+
+  // What the Java side never passes (it refuses a plane without a buffer first)
+  // is refused by the native side too, instead of being read.
+  @Test
+  void theNativeSideRefusesAMissingBufferInsteadOfReadingIt() throws IOException {
+    try (PresenceDetector d = openQuietly()) {
+      CameraFrame f = CameraFrame.small(0);
+      long[] fields = new long[DetectionResult.FIELD_COUNT];
+      String[] names = {"y", "u", "v"};
+      for (int missing = 0; missing < 3; ++missing) {
+        ByteBuffer[] b = {f.y.getBuffer(), f.u.getBuffer(), f.v.getBuffer()};
+        b[missing] = null;
+        Exception e = assertThrows(IllegalArgumentException.class,
+            () -> PresenceDetector.nativeDetect(d.handle(), b[0], 0, 1, 80, b[1], 0, 2, 80, b[2], 0,
+                2, 80, 64, 48, 1, 10_000_000, false, fields));
+        assertEquals("plane " + names[missing] + ": no buffer", e.getMessage());
+      }
+      assertEquals(1, NativeHooks.facade(d)[10]);
+    }
+  }
+
+  // An Android configuration change can drop the analyzer that holds the
+  // detector. Its listener refers back to it, as an app's listener would (the
+  // activity holds both), which must not keep it alive. Once the collector has
+  // found it unreachable, the next open() releases the library and says so.
+  @Test
+  void aDetectorDroppedWithoutCloseIsReleasedByTheNextOpenWithAWarning() throws IOException {
+    WeakReference<PresenceDetector> lost = openAndDrop();
+    for (int i = 0; i < 50 && lost.get() != null; ++i) {
+      System.gc();
+    }
+    assertNull(lost.get(), "something still holds the dropped detector");
+    List<LogRecord> records = new CopyOnWriteArrayList<>();
+    LogForwarder.LOGGER.setFilter(r -> !records.add(r));
+    try {
+      openQuietly().close();
+    } finally {
+      LogForwarder.LOGGER.setFilter(null);
+    }
+    LogRecord warning = records.stream().filter(r -> r.getMessage().contains("leaked")).findFirst()
+        .orElseThrow(() -> new AssertionError("no warning in " + records));
+    assertEquals("WARNING", warning.getLevel().toString());
+    assertTrue(warning.getMessage().startsWith("a PresenceDetector leaked: it became unreachable"
+        + " without close()"), warning.getMessage());
+    StringWriter trace = new StringWriter();
+    warning.getThrown().printStackTrace(new PrintWriter(trace));
+    assertTrue(trace.toString().contains("openAndDrop"), trace.toString());
+    openQuietly().close();  // released once, and nothing left behind
+  }
+
+  private static WeakReference<PresenceDetector> openAndDrop() throws IOException {
+    PresenceDetector[] holder = new PresenceDetector[1];
+    holder[0] = PresenceDetector.open(CONFIG,
+        new DetectorOptions.Builder().setLogListener(m -> {
+          if (holder[0] != null && holder[0].isClosed()) {
+            throw new AssertionError("a message after close");
+          }
+        }).build());
+    holder[0].setState(State.DETECT_MOTION, 30, 0, null);
+    CameraFrame.small(0).detectWith(holder[0], 1, 10_000_000);
+    assertTrue(holder[0].awaitLogDelivery(10_000));
+    return new WeakReference<>(holder[0]);
   }
 
   private static Plane strides(Plane p, int pixelStride, int rowStride) {

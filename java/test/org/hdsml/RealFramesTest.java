@@ -63,7 +63,7 @@ class RealFramesTest {
         }
         DetectionResult r = frame.detectWith(d, ts, 10_000_000);
         assertArrayEquals(Arrays.copyOf(NativeHooks.facade(d), 10), fieldsOf(r), "frame " + i);
-        assertTrue(NativeHooks.waitForIdle(d.handle), "stuck at frame " + i);
+        assertTrue(NativeHooks.waitForIdle(d.handle()), "stuck at frame " + i);
         ours.append(r.getStatus().code);
         replayed.append(cells[header.indexOf("status")]);
       }
