@@ -225,6 +225,43 @@ TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
   EXPECT_EQ(bright.rows[30].at("window_length"), "12");
 }
 
+TEST_F(HdsReplayTest, StagedRoomsReachTheDetectorExposuresIncluded) {
+  // Auto-exposure settling from 10 ms to 100 ms over 5 frames from frame 20:
+  // 15.8, 25.1, 39.8, 63.1, then 100 ms. The metadata follows, and the library
+  // reads low light once the mean of the last 30 light levels (1e9/E: 100
+  // before, then 63.1, 39.8, 25.1, 15.8, 10) is at most 13.4: from frame 50,
+  // whose window no longer holds frame 20. A step to 100 ms gets there at 48.
+  const RunResult settled = replayClip({"--exposure-settle", "20:10:5"});
+  ASSERT_GT(settled.rows.size(), 60u);
+  EXPECT_EQ(settled.rows[49].at("window_length"), "12");
+  EXPECT_EQ(settled.rows[50].at("window_length"), "5");
+  const RunResult stepped = replayClip({"--exposure-step", "20:10"});
+  EXPECT_EQ(stepped.rows[47].at("window_length"), "12");
+  EXPECT_EQ(stepped.rows[48].at("window_length"), "5");
+  // The picture brightens with it; a light switch alone leaves the exposure.
+  EXPECT_EQ(replayClip({"--light-switch", "20:10"}).rows[60].at("window_length"), "12");
+
+  // A still scene with a screen playing the moving clip in its right half:
+  // motion, and none once the screen is gone from view (a clean still scene).
+  const RunResult screen = replayClip({"--frames", "1", "--hold-last", "4s", "--noise", "0",
+                                       "--states", "0:motion", "--screen",
+                                       path("clip") + ":0.5,0,0.5,1"});
+  const RunResult plain = replayClip({"--frames", "1", "--hold-last", "4s", "--noise", "0",
+                                      "--states", "0:motion"});
+  const auto motionFrames = [](const RunResult& r) {
+    long n = 0;
+    for (const Row& row : r.rows) n += row.at("motion_detected") == "1";
+    return n;
+  };
+  EXPECT_GT(motionFrames(screen), 10);
+  EXPECT_EQ(motionFrames(plain), 0);
+  const RunResult noScreen = run({"--screen", path("none.avi") + ":0,0,0.5,0.5", "--no-progress",
+                                  path("clip")});
+  EXPECT_EQ(noScreen.status, 1);
+  EXPECT_NE(noScreen.err.find("--screen: no such file or folder"), std::string::npos)
+      << noScreen.err;
+}
+
 TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
   fs::create_directories(path("empty"));
   fs::create_directories(path("broken"));
