@@ -66,6 +66,7 @@ struct ReplayOptions {
   std::string csvPath;
   std::string plotPath;
   std::string annotatePath;  // .mp4/.avi/.mkv: a video; anything else: a folder of PNGs
+  std::string saveDumpPath;  // the frames handed over, as a camera dump with its log
   std::string sheetPath;     // contact sheet PNG
   int sheetEvery = 0;        // 0: chosen so that the sheet has about 24 tiles
   std::string libraryLog;    // empty: discard the library's own output; "-": keep on stdout
