@@ -191,8 +191,10 @@ TEST(ScreenOverlayTest, TheScreenShowsItsSourceFrameByFrameInsideItsRectangleOnl
   }
   ScreenOverlay screen(dump, RawGeometry::padded(60, 40, hdsml::YuvLayout::NV21, 0),
                        {0.5, 0.5, 0.5, 0.5});
-  // The room: an I420 frame with padded rows, a level of its own.
-  const hdsml::YuvFrame room = grey(40, 20, 20, hdsml::YuvLayout::I420, 5);
+  // The room: an I420 frame with padded rows, a colour of its own.
+  const hdsml::YuvFrame room = hdsml::packYuv(cv::Mat(20, 40, CV_8UC3, cv::Scalar(200, 60, 20)),
+                                              hdsml::YuvLayout::I420, 5);
+  ASSERT_GT(std::abs(room.v[0] - 128), 20);
   const auto luma = [](int level) { return int(grey(2, 2, level).y[0]); };
   hdsml::YuvFrame out;
   for (long i : {0L, 1L, 2L, 3L, 4L}) {
@@ -206,8 +208,11 @@ TEST(ScreenOverlayTest, TheScreenShowsItsSourceFrameByFrameInsideItsRectangleOnl
     EXPECT_EQ(y(19, 29), luma(250)) << i;
     EXPECT_EQ(y(10, 30), luma(level)) << i;  // its right half: this frame's level
     EXPECT_EQ(y(19, 39), luma(level)) << i;
-    EXPECT_EQ(out.u[4 * out.uRowStride + 9], room.u[4 * room.uRowStride + 9]);  // outside
-    EXPECT_NEAR(out.v[9 * out.vRowStride + 19], 128, 2);  // a grey screen's chroma
+    EXPECT_EQ(out.u[4 * out.uRowStride + 9], room.u[0]);  // outside
+    EXPECT_EQ(out.v[4 * out.vRowStride + 10], room.v[0]);
+    EXPECT_EQ(out.v[5 * out.vRowStride + 9], room.v[0]);
+    EXPECT_NEAR(out.v[5 * out.vRowStride + 10], 128, 2) << i;  // a grey screen's chroma
+    EXPECT_NEAR(out.u[9 * out.uRowStride + 19], 128, 2) << i;
   }
   EXPECT_EQ(screen.frames(), 3);
   EXPECT_EQ(out.yRowStride, room.yRowStride);  // the room's layout kept
