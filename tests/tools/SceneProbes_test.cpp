@@ -168,6 +168,12 @@ TEST(ScreenOverlayTest, PlacementRoundsToEvenPixelsInsideTheFrame) {
   EXPECT_EQ(p.y, 358);  // 357.12
   EXPECT_EQ(p.width, 262 - 30);  // right edge 261.12
   EXPECT_EQ(p.height, 530 - 358);  // bottom edge 529.92
+  // Corners go to the nearest even pixel: 31.5 to 32, 24.5 to 24, 94.5 to 94.
+  const ScreenOverlay::Placement half = ScreenOverlay::place({0.25, 0.25, 0.5, 0.5}, 126, 98);
+  EXPECT_EQ(half.x, 32);
+  EXPECT_EQ(half.y, 24);
+  EXPECT_EQ(half.width, 94 - 32);
+  EXPECT_EQ(half.height, 74 - 24);
   const ScreenOverlay::Placement all = ScreenOverlay::place({0, 0, 1, 1}, 99, 51);
   EXPECT_EQ(all.x, 0);
   EXPECT_EQ(all.width, 98);  // 4:2:0: the odd last column is left alone
