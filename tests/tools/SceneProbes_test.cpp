@@ -185,12 +185,14 @@ TEST(ScreenOverlayTest, TheScreenShowsItsSourceFrameByFrameInsideItsRectangleOnl
   fs::create_directories(dir);
   const std::string dump = dir + "/film.nv21";
   {
-    // Three frames, each a different grey with a bright left half: the screen's
-    // pictures, told apart by their level and scaled by nearest samples.
+    // Three frames, each a different grey with a bright left half and a black
+    // bottom quarter: the screen's pictures, told apart by their level and
+    // scaled by nearest samples in both directions.
     CameraDumpWriter film(dump, hdsml::YuvLayout::NV21, 0, 10.0, 10000000);
     for (int level : {40, 80, 160}) {
       cv::Mat bgr(40, 60, CV_8UC3, cv::Scalar::all(level));
       bgr(cv::Rect(0, 0, 30, 40)).setTo(cv::Scalar::all(250));
+      bgr(cv::Rect(0, 30, 60, 10)).setTo(cv::Scalar::all(0));
       film.add(bgr);
     }
     film.close();
@@ -211,9 +213,11 @@ TEST(ScreenOverlayTest, TheScreenShowsItsSourceFrameByFrameInsideItsRectangleOnl
     EXPECT_EQ(y(9, 39), room.y[0]) << i;
     EXPECT_EQ(y(19, 19), room.y[0]) << i;
     EXPECT_EQ(y(10, 20), luma(250)) << i;  // the screen's top left: its bright half
-    EXPECT_EQ(y(19, 29), luma(250)) << i;
+    EXPECT_EQ(y(17, 29), luma(250)) << i;
     EXPECT_EQ(y(10, 30), luma(level)) << i;  // its right half: this frame's level
-    EXPECT_EQ(y(19, 39), luma(level)) << i;
+    EXPECT_EQ(y(17, 39), luma(level)) << i;
+    EXPECT_EQ(y(18, 20), luma(0)) << i;  // its last two rows: the black quarter
+    EXPECT_EQ(y(19, 39), luma(0)) << i;
     EXPECT_EQ(out.u[4 * out.uRowStride + 9], room.u[0]);  // outside
     EXPECT_EQ(out.v[4 * out.vRowStride + 10], room.v[0]);
     EXPECT_EQ(out.v[5 * out.vRowStride + 9], room.v[0]);
