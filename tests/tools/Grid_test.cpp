@@ -69,9 +69,9 @@ TEST(GridOptionsTest, NamedSettingsSideBySideWithOptionsForOneOfThemOnAClipsLine
   std::ofstream(temp("named.txt"))
       << "screen a.nv21 t.csv --raw 64x48 @guarded --mask 0,0,1,0,1,1 @other --noise 1\n"
          "walk b.nv21 - --raw 64x48\n";
-  const GridOptions o = parse({"--clips", temp("named.txt"), "--setting", "default", "--setting",
-                               "guarded=--config g.json  --absence-ms 3000", "--vary",
-                               "motion-res=none,160x120"});
+  const GridOptions o =
+      parse({"--clips", temp("named.txt"), "--setting", "default", "--setting",
+             "guarded=--config g.json  --absence-ms 3000", "--vary", "motion-res=none,160x120"});
   EXPECT_EQ(o.clips[0].args, (std::vector<std::string>{"--raw", "64x48"}));
   EXPECT_EQ(o.clips[0].settingArgs.at("guarded"),
             (std::vector<std::string>{"--mask", "0,0,1,0,1,1"}));
@@ -176,9 +176,11 @@ TEST(HdsGridTest, NamedSettingsGetTheirOwnOptionsFromTheClipsLine) {
                                     << "/truth.csv --hold-last 6s @quick --absence-ms 1000\n";
   const std::string command = std::string(HDS_GRID_COMMAND) + " --clips " + dir +
                               "/clips.txt --setting 'slow=--absence-ms 2000' --setting quick "
-                              "--jobs 2 --replay '" + HDS_REPLAY_COMMAND + "' --out " + dir +
+                              "--jobs 2 --replay '" +
+                              HDS_REPLAY_COMMAND + "' --out " + dir +
                               "/out -- --fps 10 --motion-res 160x120 --states "
-                              "0:motion,3s:absence --absence-ms 5000 >" + dir + "/stdout 2>&1";
+                              "0:motion,3s:absence --absence-ms 5000 >" +
+                              dir + "/stdout 2>&1";
   const int status = std::system(command.c_str());
   ASSERT_EQ(WEXITSTATUS(status), 0) << slurp(dir + "/stdout");
   std::stringstream table(slurp(dir + "/out/table.csv"));

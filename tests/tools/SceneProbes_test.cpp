@@ -63,7 +63,8 @@ TEST(SceneOptionsTest, ProbesParseAndBadValuesNameTheOption) {
   EXPECT_DOUBLE_EQ(parse({}).scene.sensorNoise, -1.0);
 
   EXPECT_NE(usageError({"--exposure-settle", "2s:0.5"}).find("T:FACTOR:FRAMES"), std::string::npos);
-  EXPECT_NE(usageError({"--exposure-settle", "2s:0.5:2.5"}).find("whole number"), std::string::npos);
+  EXPECT_NE(usageError({"--exposure-settle", "2s:0.5:2.5"}).find("whole number"),
+            std::string::npos);
   EXPECT_NE(usageError({"--exposure-settle", "2s:0:8"}).find("out of range"), std::string::npos);
   EXPECT_NE(usageError({"--light-switch", "x:4"}).find("--light-switch: 'x'"), std::string::npos);
   EXPECT_NE(usageError({"--light-switch", "3:4:5"}).find("T:FACTOR"), std::string::npos);
@@ -164,9 +165,9 @@ TEST(SceneProbesTest, SensorNoiseReachesEveryFrameAndEqualsHeldNoiseOnHeldOnes) 
 
 TEST(ScreenOverlayTest, PlacementRoundsToEvenPixelsInsideTheFrame) {
   const ScreenOverlay::Placement p = ScreenOverlay::place({0.04, 0.62, 0.3, 0.3}, 768, 576);
-  EXPECT_EQ(p.x, 30);  // 30.72
-  EXPECT_EQ(p.y, 358);  // 357.12
-  EXPECT_EQ(p.width, 262 - 30);  // right edge 261.12
+  EXPECT_EQ(p.x, 30);              // 30.72
+  EXPECT_EQ(p.y, 358);             // 357.12
+  EXPECT_EQ(p.width, 262 - 30);    // right edge 261.12
   EXPECT_EQ(p.height, 530 - 358);  // bottom edge 529.92
   // Corners go to the nearest even pixel: 31.5 to 32, 24.5 to 24, 94.5 to 94.
   const ScreenOverlay::Placement half = ScreenOverlay::place({0.25, 0.25, 0.5, 0.5}, 126, 98);
@@ -200,8 +201,8 @@ TEST(ScreenOverlayTest, TheScreenShowsItsSourceFrameByFrameInsideItsRectangleOnl
   ScreenOverlay screen(dump, RawGeometry::padded(60, 40, hdsml::YuvLayout::NV21, 0),
                        {0.5, 0.5, 0.5, 0.5});
   // The room: an I420 frame with padded rows, a colour of its own.
-  const hdsml::YuvFrame room = hdsml::packYuv(cv::Mat(20, 40, CV_8UC3, cv::Scalar(200, 60, 20)),
-                                              hdsml::YuvLayout::I420, 5);
+  const hdsml::YuvFrame room =
+      hdsml::packYuv(cv::Mat(20, 40, CV_8UC3, cv::Scalar(200, 60, 20)), hdsml::YuvLayout::I420, 5);
   ASSERT_GT(std::abs(room.v[0] - 128), 20);
   const auto luma = [](int level) { return int(grey(2, 2, level).y[0]); };
   hdsml::YuvFrame out;

@@ -83,8 +83,7 @@ void warnUnreached(const ReplayPlan& plan, long total) {
 // Hands the held and input frames to the facade one at a time: each with the
 // probes applied, in the camera's layout, with what the camera logged, at its pace.
 void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& footage, Host& host,
-                  const Pacer& pacer, FrameLog& log, ProgressBar& progress,
-                  SceneDumpWriter* dump) {
+                  const Pacer& pacer, FrameLog& log, ProgressBar& progress, SceneDumpWriter* dump) {
   const FrameTransform transform(plan.probes);
   std::unique_ptr<ScreenOverlay> screen = screenOverlay(o);
   hdsml::YuvFrame packed, withScreen, changed;

@@ -367,8 +367,7 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
       {"--screen-raw",
        [&](auto& opt, auto& v) {
          if (!o.scene.screen) o.scene.screen = ScreenSpec();
-         std::tie(o.scene.screen->rawWidth, o.scene.screen->rawHeight) =
-             parseSize(opt, v, 1 << 16);
+         std::tie(o.scene.screen->rawWidth, o.scene.screen->rawHeight) = parseSize(opt, v, 1 << 16);
        }},
       {"--csv", [&](auto&, auto& v) { o.csvPath = v; }},
       {"--plot", [&](auto&, auto& v) { o.plotPath = v; }},
@@ -448,7 +447,8 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
   if (o.rowStride > 0 && o.rowPadding > 0)
     throw UsageError("--row-stride and --row-padding exclude each other");
   if (o.scene.screen && o.scene.screen->source.empty())
-    throw UsageError("--screen-raw describes the frames of a --screen: give --screen SOURCE:X,Y,W,H too");
+    throw UsageError(
+        "--screen-raw describes the frames of a --screen: give --screen SOURCE:X,Y,W,H too");
   return o;
 }
 

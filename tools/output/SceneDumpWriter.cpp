@@ -33,8 +33,9 @@ SceneDumpWriter::SceneDumpWriter(const std::string& path, const std::string& inp
     : path_(path), layout_(layout), rowPadding_(rowPadding), geometry_(std::move(raw)) {
   const std::string ext = fs::path(path).extension().string();
   if (ext != ".nv21" && ext != ".nv12" && ext != ".i420" && ext != ".yv12" && ext != ".yuv")
-    throw std::runtime_error("--save-dump: '" + path +
-                             "' must end in .nv21, .nv12, .i420, .yv12 or .yuv (one file of frames)");
+    throw std::runtime_error(
+        "--save-dump: '" + path +
+        "' must end in .nv21, .nv12, .i420, .yv12 or .yuv (one file of frames)");
   logPath_ = fs::path(path).replace_extension(".csv").string();
   for (const std::string& out : {path, logPath_})
     if (sameFile(out, input) || sameFile(out, inputLog))
@@ -76,7 +77,8 @@ void SceneDumpWriter::close() {
   bool ok = true;
   closeFile(frames_, ok);
   closeFile(log_, ok);
-  if (!ok) throw std::runtime_error("--save-dump: '" + path_ + "' or its log was not written whole");
+  if (!ok)
+    throw std::runtime_error("--save-dump: '" + path_ + "' or its log was not written whole");
 }
 
 }  // namespace hdsreplay
