@@ -29,10 +29,12 @@
 #include "tools/input/FrameTransform.h"
 #include "tools/input/InputFrames.h"
 #include "tools/input/RawGeometry.h"
+#include "tools/input/ScreenOverlay.h"
 #include "tools/output/CsvWriter.h"
 #include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
 #include "tools/output/ReplaySummary.h"
+#include "tools/output/SceneDumpWriter.h"
 #include "tools/output/TimelinePlot.h"
 
 namespace hdsreplay {
@@ -55,6 +57,17 @@ std::optional<RawGeometry> rawGeometry(const ReplayOptions& o) {
   }
 }
 
+// The screen in view (--screen), or none.
+std::unique_ptr<ScreenOverlay> screenOverlay(const ReplayOptions& o) {
+  if (!o.scene.screen) return nullptr;
+  const ScreenSpec& s = *o.scene.screen;
+  std::optional<RawGeometry> raw;
+  if (s.rawWidth > 0)
+    raw = RawGeometry::padded(s.rawWidth, s.rawHeight,
+                              layoutFromName(s.source).value_or(hdsml::YuvLayout::NV21), 0);
+  return std::make_unique<ScreenOverlay>(s.source, raw, s.rect);
+}
+
 void writeText(const std::string& path, const std::string& text, const char* what) {
   std::ofstream out(path);
   out << text;
@@ -70,9 +83,10 @@ void warnUnreached(const ReplayPlan& plan, long total) {
 // Hands the held and input frames to the facade one at a time: each with the
 // probes applied, in the camera's layout, with what the camera logged, at its pace.
 void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& footage, Host& host,
-                  const Pacer& pacer, FrameLog& log, ProgressBar& progress) {
+                  const Pacer& pacer, FrameLog& log, ProgressBar& progress, SceneDumpWriter* dump) {
   const FrameTransform transform(plan.probes);
-  hdsml::YuvFrame packed, changed;
+  std::unique_ptr<ScreenOverlay> screen = screenOverlay(o);
+  hdsml::YuvFrame packed, withScreen, changed;
   while (footage.advance()) {
     const long i = footage.index();
     const int64_t ts = plan.clock.timestampMs(i);
@@ -84,9 +98,14 @@ void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& foota
         !footage.held() && logged && logged->lensMoving};
     const SourceFrame& source = footage.frame();
     if (!source.raw) packed = hdsml::packYuv(source.bgr, o.layout, o.rowPadding);
-    const hdsml::YuvFrame& camera = source.raw ? source.yuv : packed;
+    const hdsml::YuvFrame* scene = source.raw ? &source.yuv : &packed;
+    if (screen) {
+      screen->composite(*scene, i, withScreen);
+      scene = &withScreen;
+    }
     const hdsml::YuvFrame& yuv =
-        transform.apply(camera, i, footage.held(), changed) ? changed : camera;
+        transform.apply(*scene, i, footage.held(), changed) ? changed : *scene;
+    if (dump) dump->add(yuv, ts, metadata.exposureNs, metadata.lensMoving);
     pacer.waitForFrame(i);
     ReplayRecord record = host.handOver(yuv, metadata, i, ts);
     record.stillLead = footage.part() == Footage::Part::Lead;
@@ -126,6 +145,10 @@ int Replayer::run() {
   checkPicturePath(o.plotPath, "timeline");
   checkPicturePath(o.sheetPath, "contact sheet");
   checkAnnotationPath(o.annotatePath);
+  std::unique_ptr<SceneDumpWriter> dump;
+  if (!o.saveDumpPath.empty())
+    dump = std::make_unique<SceneDumpWriter>(o.saveDumpPath, o.input, cameraLog, raw, o.layout,
+                                             o.rowPadding);
   if (plan.plannedTotal >= 0) warnUnreached(plan, plan.plannedTotal);
 
   StdoutRedirect libraryOutput(o.libraryLog);
@@ -137,7 +160,8 @@ int Replayer::run() {
   Host host(det, o, plan);
   const Pacer pacer(o.pace, plan.fps);
   Footage footage(input, plan.leadFrames, plan.tailFrames);
-  replayFrames(o, plan, footage, host, pacer, log, progress);
+  replayFrames(o, plan, footage, host, pacer, log, progress, dump.get());
+  if (dump) dump->close();
   log.finish();
   if (plan.plannedTotal < 0) warnUnreached(plan, static_cast<long>(log.records().size()));
   const double runSeconds = pacer.elapsedSeconds();
