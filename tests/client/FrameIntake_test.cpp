@@ -222,21 +222,30 @@ INSTANTIATE_TEST_SUITE_P(BothPaths, FrameIntakeWithoutPixels, testing::ValuesIn(
                          });
 
 // A record the fused kernel refuses (an image it cannot fill) would still hold
-// the previous frame: it is not queued, and goes back to the pool.
-TEST(FrameIntake, ARecordTheFusedKernelRefusesIsNotQueued) {
+// the previous frame: it is not queued, and goes back to the pool. The plain
+// path, set by hand, converts into it all the same (cvtColor makes the image
+// anew): the path set is the path taken.
+TEST(FrameIntake, ARecordTheFusedKernelRefusesIsNotQueuedWhereCvtColorFillsIt) {
   hdsml::TestConfig config(320, 240);
   ClientPtr client(HDSMLClient::initialize(config.path(), false, ""));
   ASSERT_NE(client, nullptr);
-  client->setIntakeKernelPath(KernelPath::kVector);
   std::mt19937 rng(5);
   const YuvFrame f = hdsml::packYuv(noise(640, 480, rng), YuvLayout::NV21);
   for (FrameData* frame : client->framePool->frames) {
     frame->image = cv::Mat(240, 320, CV_8UC1, cv::Scalar(7));
     frame->timestamp = 1;
   }
+  client->setIntakeKernelPath(KernelPath::kVector);
   feed(*client, f, 2);
   EXPECT_EQ(queued(*client), nullptr);
   EXPECT_EQ(hdsml::heldRecords(*client), 0);
+
+  client->setIntakeKernelPath(KernelPath::kPlain);
+  feed(*client, f, 3);
+  FrameData* frame = queued(*client);
+  ASSERT_NE(frame, nullptr);
+  EXPECT_EQ(frame->timestamp, 3);
+  EXPECT_TRUE(sameBytes(frame->image, expectedOf(f, 320, 240).rgb));
 }
 
 }  // namespace
