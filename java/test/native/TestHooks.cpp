@@ -8,7 +8,9 @@
 #include <opencv2/imgproc.hpp>
 
 #include <cstring>
+#include <mutex>
 
+#include "frames/Buffer.h"
 #include "java/native/DetectorSession.h"
 #include "tests/support/ClientProbe.h"
 
@@ -59,6 +61,12 @@ JNIEXPORT jboolean JNICALL Java_org_hdsml_NativeHooks_waitForIdle(JNIEnv*, jclas
 
 JNIEXPORT jint JNICALL Java_org_hdsml_NativeHooks_heldRecords(JNIEnv*, jclass, jlong handle) {
   return hdsml::heldRecords(*facadeOf(handle).client);
+}
+
+JNIEXPORT jint JNICALL Java_org_hdsml_NativeHooks_queuedFrames(JNIEnv*, jclass, jlong handle) {
+  Buffer& queue = *facadeOf(handle).client->frameQueue;
+  std::lock_guard<std::mutex> lock(queue.mutex);
+  return static_cast<jint>(queue.queue.size());
 }
 
 // `size` bytes ending where an inaccessible page begins: a read past the end

@@ -25,6 +25,9 @@ final class NativeHooks {
   /** How many frame records are held now: queued, or being analysed. */
   static native int heldRecords(long handle);
 
+  /** How many frames wait in the library's queue now. */
+  static native int queuedFrames(long handle);
+
   /** Waits (10 s at most) until the library's thread has analysed every frame handed over. */
   static native boolean waitForIdle(long handle);
 

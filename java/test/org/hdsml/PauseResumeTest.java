@@ -7,10 +7,14 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.ByteBuffer;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicReference;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
 
 /**
  * pause() and resume() in the order Android's lifecycle brings them: onPause while the analysis
@@ -68,20 +72,36 @@ class PauseResumeTest {
     }
   }
 
-  // A frame handed over right before pause() is still being analysed when the
-  // pause comes, most rounds: pause() returns only once that analysis is over
-  // (else its decision could land after resume(), with its old timestamp).
+  // pause() while the library's thread analyses a frame (taken from the queue,
+  // its record still held; at 2048x1536 a comparison lasts milliseconds)
+  // returns only once that analysis is over: else its decision could land
+  // after resume(), with its old timestamp.
   @Test
-  void pauseReturnsOnceTheFrameBeingAnalysedIsDone() throws Exception {
-    try (PresenceDetector d = PresenceDetectorTest.openQuietly()) {
+  void pauseReturnsOnceTheFrameBeingAnalysedIsDone(@TempDir Path dir) throws Exception {
+    Path config = dir.resolve("large.json");
+    Files.write(config, "{ \"vantor\": { \"motionResW\": 2048, \"motionResH\": 1536 } }"
+        .getBytes(StandardCharsets.UTF_8));
+    DetectorOptions quiet = new DetectorOptions.Builder().setLogListener(m -> {}).build();
+    try (PresenceDetector d = PresenceDetector.open(config.toString(), quiet)) {
       d.setState(State.DETECT_MOTION, 30, 0, null);
-      CameraFrame f = CameraFrame.scene(320, 240, 0, true, CameraFrame.Layout.NV21, 0, false);
-      for (int round = 1; round <= 30; ++round) {
-        f.detectWith(d, round, 10_000_000);
+      CameraFrame f = CameraFrame.small(0);
+      int duringAnalysis = 0;
+      for (int round = 1; round <= 10; ++round) {
+        // The first frame after a pause only starts the detector afresh; the
+        // second is compared with it.
+        f.detectWith(d, 2 * round, 10_000_000);
+        assertTrue(NativeHooks.waitForIdle(d.handle()));
+        CameraFrame.small(round).detectWith(d, 2 * round + 1, 10_000_000);
+        long deadline = System.nanoTime() + TimeUnit.SECONDS.toNanos(WAIT_S);
+        while (NativeHooks.queuedFrames(d.handle()) != 0 && System.nanoTime() < deadline) {
+          Thread.yield();
+        }
+        duringAnalysis += NativeHooks.heldRecords(d.handle());
         d.pause();
         assertEquals(0, NativeHooks.heldRecords(d.handle()), "round " + round);
         d.resume();
       }
+      assertTrue(duringAnalysis > 0, "no pause came during an analysis");
     }
   }
 
