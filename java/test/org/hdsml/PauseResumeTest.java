@@ -72,36 +72,44 @@ class PauseResumeTest {
     }
   }
 
-  // pause() while the library's thread analyses a frame (taken from the queue,
-  // its record still held; at 2048x1536 a comparison lasts milliseconds)
-  // returns only once that analysis is over: else its decision could land
-  // after resume(), with its old timestamp.
+  // pause() while the library's thread is still analysing a frame returns only
+  // once that analysis is over: else its decision could land after resume(),
+  // with its old timestamp. The thread is kept from finishing by locking the
+  // frame's record before it lets the record go (rounds where it was quicker
+  // are tried again): pause() must still be waiting when the record is let go.
   @Test
-  void pauseReturnsOnceTheFrameBeingAnalysedIsDone(@TempDir Path dir) throws Exception {
+  void pauseReturnsOnlyOnceTheFrameBeingAnalysedIsDone(@TempDir Path dir) throws Exception {
+    // At 2048x1536 an analysis lasts long enough to be caught most rounds.
     Path config = dir.resolve("large.json");
     Files.write(config, "{ \"vantor\": { \"motionResW\": 2048, \"motionResH\": 1536 } }"
         .getBytes(StandardCharsets.UTF_8));
     DetectorOptions quiet = new DetectorOptions.Builder().setLogListener(m -> {}).build();
     try (PresenceDetector d = PresenceDetector.open(config.toString(), quiet)) {
       d.setState(State.DETECT_MOTION, 30, 0, null);
-      CameraFrame f = CameraFrame.small(0);
-      int duringAnalysis = 0;
-      for (int round = 1; round <= 10; ++round) {
-        // The first frame after a pause only starts the detector afresh; the
-        // second is compared with it.
-        f.detectWith(d, 2 * round, 10_000_000);
+      boolean locked = false;
+      for (int round = 1; round <= 200 && !locked; ++round) {
         assertTrue(NativeHooks.waitForIdle(d.handle()));
-        CameraFrame.small(round).detectWith(d, 2 * round + 1, 10_000_000);
+        CameraFrame.small(round).detectWith(d, round, 10_000_000);
         long deadline = System.nanoTime() + TimeUnit.SECONDS.toNanos(WAIT_S);
         while (NativeHooks.queuedFrames(d.handle()) != 0 && System.nanoTime() < deadline) {
-          Thread.yield();
+          Thread.yield();  // until the library's thread has taken the frame
         }
-        duringAnalysis += NativeHooks.heldRecords(d.handle());
-        d.pause();
-        assertEquals(0, NativeHooks.heldRecords(d.handle()), "round " + round);
-        d.resume();
+        locked = NativeHooks.lockHeldRecord(d.handle());
       }
-      assertTrue(duringAnalysis > 0, "no pause came during an analysis");
+      assertTrue(locked, "the library's thread was never caught analysing");
+      AtomicReference<Throwable> failure = new AtomicReference<>();
+      Thread control;
+      try {
+        control = start(failure, d::pause);
+        control.join(500);
+        assertTrue(control.isAlive(), "pause() returned while a frame was being analysed");
+      } finally {
+        NativeHooks.unlockRecord();
+      }
+      control.join(TimeUnit.SECONDS.toMillis(WAIT_S));
+      assertFalse(control.isAlive(), "pause() did not return");
+      assertNull(failure.get());
+      assertEquals(0, NativeHooks.heldRecords(d.handle()));
     }
   }
 
