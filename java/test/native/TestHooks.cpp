@@ -1,6 +1,7 @@
 // Native helpers of the Java tests (org.hdsml.NativeHooks), never shipped: the
-// facade's fields read by name, hds-replay's lockstep wait, buffers that end at
-// an inaccessible page, and the colour conversion hds-replay makes.
+// facade's fields read by name, hds-replay's lockstep wait, a frame record held
+// still, buffers that end at an inaccessible page, and the colour conversion
+// hds-replay makes.
 #include <jni.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -8,7 +9,11 @@
 #include <opencv2/imgproc.hpp>
 
 #include <cstring>
+#include <mutex>
 
+#include "frames/Buffer.h"
+#include "frames/FrameData.h"
+#include "frames/MemoryPool.h"
 #include "java/native/DetectorSession.h"
 #include "tests/support/ClientProbe.h"
 
@@ -25,6 +30,8 @@ jlong bitsOf(float value) {
 }
 
 const uintptr_t kPage = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+
+FrameData* lockedRecord = nullptr;  // by lockHeldRecord
 
 }  // namespace
 
@@ -59,6 +66,35 @@ JNIEXPORT jboolean JNICALL Java_org_hdsml_NativeHooks_waitForIdle(JNIEnv*, jclas
 
 JNIEXPORT jint JNICALL Java_org_hdsml_NativeHooks_heldRecords(JNIEnv*, jclass, jlong handle) {
   return hdsml::heldRecords(*facadeOf(handle).client);
+}
+
+JNIEXPORT jint JNICALL Java_org_hdsml_NativeHooks_queuedFrames(JNIEnv*, jclass, jlong handle) {
+  Buffer& queue = *facadeOf(handle).client->frameQueue;
+  std::lock_guard<std::mutex> lock(queue.mutex);
+  return static_cast<jint>(queue.queue.size());
+}
+
+// Locks the frame record the library's thread still holds, if any, and keeps
+// it locked: the thread then waits at the end of its analysis, when it lets the
+// record go, and so does anyone reading the record's count. False, with
+// nothing locked, when no record is held.
+JNIEXPORT jboolean JNICALL Java_org_hdsml_NativeHooks_lockHeldRecord(JNIEnv*, jclass,
+                                                                     jlong handle) {
+  for (FrameData* frame : facadeOf(handle).client->framePool->frames) {
+    frame->lock.lock();
+    if (frame->refCount != 0) {
+      lockedRecord = frame;
+      return JNI_TRUE;
+    }
+    frame->lock.unlock();
+  }
+  return JNI_FALSE;
+}
+
+// Unlocks the record of lockHeldRecord, on the thread that locked it.
+JNIEXPORT void JNICALL Java_org_hdsml_NativeHooks_unlockRecord(JNIEnv*, jclass) {
+  if (lockedRecord != nullptr) lockedRecord->lock.unlock();
+  lockedRecord = nullptr;
 }
 
 // `size` bytes ending where an inaccessible page begins: a read past the end

@@ -33,7 +33,10 @@ public final class DetectorOptions {
       return this;
     }
 
-    /** Messages go to {@code listener}; null sends them to {@code java.util.logging}. */
+    /**
+     * Messages go to {@code listener}, on the binding's own thread and in order (see {@link
+     * LogListener}); null sends them to {@code java.util.logging}.
+     */
     public Builder setLogListener(LogListener listener) {
       this.logListener = listener;
       return this;

@@ -126,8 +126,8 @@ public final class PresenceDetector implements AutoCloseable {
   // A detector dropped without close() keeps the library, which holds one per
   // process: every later open() would fail until the process ends. The weak
   // reference is cleared as soon as the collector finds the detector
-  // unreachable (nothing of it can come back: it has no finalizer), and the
-  // session's locks wait for a call that was still running in it.
+  // unreachable. The session's locks wait for a call still running in it, and
+  // a detector brought back (by another object's finalizer) finds it closed.
   private static void releaseIfLost() {
     OpenDetector open = openDetector;
     if (open == null || open.get() != null) {

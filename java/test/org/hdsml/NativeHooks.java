@@ -25,6 +25,18 @@ final class NativeHooks {
   /** How many frame records are held now: queued, or being analysed. */
   static native int heldRecords(long handle);
 
+  /** How many frames wait in the library's queue now. */
+  static native int queuedFrames(long handle);
+
+  /**
+   * Locks the frame record the library's thread holds, which then waits at the end of its analysis
+   * (as does anyone reading the record's count) until {@link #unlockRecord()}, called on the same
+   * thread. False, with nothing locked, when no record is held.
+   */
+  static native boolean lockHeldRecord(long handle);
+
+  static native void unlockRecord();
+
   /** Waits (10 s at most) until the library's thread has analysed every frame handed over. */
   static native boolean waitForIdle(long handle);
 

@@ -7,10 +7,14 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.ByteBuffer;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicReference;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
 
 /**
  * pause() and resume() in the order Android's lifecycle brings them: onPause while the analysis
@@ -68,20 +72,44 @@ class PauseResumeTest {
     }
   }
 
-  // A frame handed over right before pause() is still being analysed when the
-  // pause comes, most rounds: pause() returns only once that analysis is over
-  // (else its decision could land after resume(), with its old timestamp).
+  // pause() while the library's thread is still analysing a frame returns only
+  // once that analysis is over: else its decision could land after resume(),
+  // with its old timestamp. The thread is kept from finishing by locking the
+  // frame's record before it lets the record go (rounds where it was quicker
+  // are tried again): pause() must still be waiting when the record is let go.
   @Test
-  void pauseReturnsOnceTheFrameBeingAnalysedIsDone() throws Exception {
-    try (PresenceDetector d = PresenceDetectorTest.openQuietly()) {
+  void pauseReturnsOnlyOnceTheFrameBeingAnalysedIsDone(@TempDir Path dir) throws Exception {
+    // At 2048x1536 an analysis lasts long enough to be caught most rounds.
+    Path config = dir.resolve("large.json");
+    Files.write(config, "{ \"vantor\": { \"motionResW\": 2048, \"motionResH\": 1536 } }"
+        .getBytes(StandardCharsets.UTF_8));
+    DetectorOptions quiet = new DetectorOptions.Builder().setLogListener(m -> {}).build();
+    try (PresenceDetector d = PresenceDetector.open(config.toString(), quiet)) {
       d.setState(State.DETECT_MOTION, 30, 0, null);
-      CameraFrame f = CameraFrame.scene(320, 240, 0, true, CameraFrame.Layout.NV21, 0, false);
-      for (int round = 1; round <= 30; ++round) {
-        f.detectWith(d, round, 10_000_000);
-        d.pause();
-        assertEquals(0, NativeHooks.heldRecords(d.handle()), "round " + round);
-        d.resume();
+      boolean locked = false;
+      for (int round = 1; round <= 200 && !locked; ++round) {
+        assertTrue(NativeHooks.waitForIdle(d.handle()));
+        CameraFrame.small(round).detectWith(d, round, 10_000_000);
+        long deadline = System.nanoTime() + TimeUnit.SECONDS.toNanos(WAIT_S);
+        while (NativeHooks.queuedFrames(d.handle()) != 0 && System.nanoTime() < deadline) {
+          Thread.yield();  // until the library's thread has taken the frame
+        }
+        locked = NativeHooks.lockHeldRecord(d.handle());
       }
+      assertTrue(locked, "the library's thread was never caught analysing");
+      AtomicReference<Throwable> failure = new AtomicReference<>();
+      Thread control;
+      try {
+        control = start(failure, d::pause);
+        control.join(500);
+        assertTrue(control.isAlive(), "pause() returned while a frame was being analysed");
+      } finally {
+        NativeHooks.unlockRecord();
+      }
+      control.join(TimeUnit.SECONDS.toMillis(WAIT_S));
+      assertFalse(control.isAlive(), "pause() did not return");
+      assertNull(failure.get());
+      assertEquals(0, NativeHooks.heldRecords(d.handle()));
     }
   }
 
