@@ -58,7 +58,7 @@ constexpr float kNoiseSmoothing = 0.3f;
 // exposure time changed.
 constexpr double kGlobalShare = 0.35;
 constexpr double kColourCollapse = 0.5;
-constexpr float kMinColour = 3.0f;
+constexpr float kMinColour = 0.02f;
 constexpr double kGainTolerance = 0.04;
 
 // Block i's three channel sums from planes of `cells` values, times `gain`.
@@ -111,12 +111,16 @@ void SceneGuards::restart() {
   rearmSeq_ = 0;
 }
 
+// Saturation of the whole picture: the block means' distance from grey over
+// their brightness, so that a change of exposure leaves it as it is.
 float SceneGuards::colourfulness(const uint16_t* sums) const {
   const uint16_t *s0 = sums, *s1 = sums + cells_, *s2 = sums + 2 * cells_;
-  long total = 0;
-  for (size_t i = 0; i < cells_; ++i)
-    total += std::abs(int(s0[i]) - int(s1[i])) + std::abs(int(s2[i]) - int(s1[i]));
-  return cells_ == 0 ? 0.0f : float(total) / float(cells_ * kPixelsPerBlock);
+  long colour = 0, light = 0;
+  for (size_t i = 0; i < cells_; ++i) {
+    colour += std::abs(int(s0[i]) - int(s1[i])) + std::abs(int(s2[i]) - int(s1[i]));
+    light += int(s0[i]) + int(s1[i]) + int(s2[i]);
+  }
+  return light == 0 ? 0.0f : float(colour) / float(light);
 }
 
 // The infrared switch: the picture loses (or regains) its colour at once.

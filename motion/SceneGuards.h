@@ -63,7 +63,7 @@ class HDSML_EXPORT SceneGuards {
     std::vector<uint16_t> sums;  // 3 planes of cells
     int64_t seq = -1;
     int exposure = -1;
-    float colour = 0.0f;  // mean distance of the block means from grey
+    float colour = 0.0f;  // saturation: distance from grey over brightness
   };
   Slot& slotOf(int64_t seq) { return ring_[static_cast<size_t>(seq % kRing)]; }
   float colourfulness(const uint16_t* sums) const;
