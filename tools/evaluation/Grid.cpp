@@ -128,7 +128,7 @@ GridRow Grid::collect(const Cell& cell, int exitStatus, GridStrip& strip) const 
 int Grid::run() {
   const GridOptions& o = options_;
   const auto started = std::chrono::steady_clock::now();
-  const std::vector<Setting> settings = gridSettings(o.axes);
+  const std::vector<Setting> settings = gridSettings(o.axes, o.named);
   const fs::path cellsDir = fs::path(o.outDir) / "cells";
   std::error_code ec;
   fs::create_directories(cellsDir, ec);
@@ -145,6 +145,9 @@ int Grid::run() {
       job.argv.push_back(clip.input);
       for (const auto* args : {&o.common, &clip.args, &settings[s].args})
         job.argv.insert(job.argv.end(), args->begin(), args->end());
+      if (const auto only = clip.settingArgs.find(settings[s].named);
+          !settings[s].named.empty() && only != clip.settingArgs.end())
+        job.argv.insert(job.argv.end(), only->second.begin(), only->second.end());
       if (!clip.truth.empty())
         job.argv.insert(job.argv.end(), {"--truth", clip.truth, "--scores", cell.stem + ".json"});
       job.argv.insert(job.argv.end(), {"--csv", cell.stem + ".csv", "--no-progress"});

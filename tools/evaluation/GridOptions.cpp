@@ -34,7 +34,9 @@ Clips
   CLIP                  an input hds-replay takes (video, image folder, dump)
   --truth FILE          the truth file of the CLIPs on the command line
   --clips FILE          clips one a line: NAME INPUT TRUTH [hds-replay options],
-                        separated by spaces; TRUTH - for none; # comments
+                        separated by spaces; TRUTH - for none; # comments.
+                        Options after @NAME go only to the replays under the
+                        --setting NAME (a mask under a guarded setting, say)
 
 Grid
   --vary OPTION=V1,V2   an axis: an hds-replay option without its dashes and its
@@ -43,6 +45,11 @@ Grid
                           --vary motion-res=160x120,320x240,640x480
                           --vary absence-ms=3000,5000,8000
                           --vary exposure-step=none,20s:2
+  --setting NAME[=OPTIONS]
+                        a named setting: hds-replay options separated by
+                        spaces, e.g. "guarded=--config tools/hdsml-guarded.json"
+                        or just "default". Several --setting run side by side,
+                        each with every combination of the --vary axes
   -- OPTIONS            hds-replay options for every replay (--states ...)
 
 Output and running
@@ -75,14 +82,38 @@ std::vector<Clip> parseClips(const std::string& text, const std::string& name) {
     if (w.size() < 3)
       throw UsageError("--clips: " + name + " line " + std::to_string(lineNo) +
                        ": give NAME INPUT TRUTH (TRUTH - for none), then options");
-    clips.push_back({w[0], w[1], w[2] == "-" ? "" : w[2], {w.begin() + 3, w.end()}});
+    Clip clip{w[0], w[1], w[2] == "-" ? "" : w[2], {}, {}};
+    std::vector<std::string>* to = &clip.args;
+    for (size_t i = 3; i < w.size(); ++i) {
+      if (w[i].size() > 1 && w[i][0] == '@')
+        to = &clip.settingArgs[w[i].substr(1)];
+      else
+        to->push_back(w[i]);
+    }
+    clips.push_back(std::move(clip));
   }
   if (clips.empty()) throw UsageError("--clips: " + name + " names no clips");
   return clips;
 }
 
-std::vector<Setting> gridSettings(const std::vector<Axis>& axes) {
-  std::vector<Setting> settings = {{"", {}}};
+Setting parseNamedSetting(const std::string& value) {
+  const size_t eq = value.find('=');
+  Setting s;
+  s.name = s.named = value.substr(0, eq);
+  if (s.name.empty() || s.name.find_first_of(" ,@") != std::string::npos)
+    throw UsageError("--setting: '" + value +
+                     "' does not start with a name (no spaces, commas or @), as in "
+                     "\"guarded=--config tools/hdsml-guarded.json\"");
+  if (eq != std::string::npos) {
+    std::stringstream words(value.substr(eq + 1));
+    for (std::string word; words >> word;) s.args.push_back(word);
+  }
+  return s;
+}
+
+std::vector<Setting> gridSettings(const std::vector<Axis>& axes,
+                                  const std::vector<Setting>& named) {
+  std::vector<Setting> settings = named.empty() ? std::vector<Setting>{{"", {}, ""}} : named;
   for (const Axis& axis : axes) {
     std::vector<Setting> next;
     for (const Setting& s : settings)
@@ -94,7 +125,7 @@ std::vector<Setting> gridSettings(const std::vector<Axis>& axes) {
       }
     settings = next;
   }
-  if (axes.empty()) settings.front().name = "default";
+  if (axes.empty() && named.empty()) settings.front().name = "default";
   return settings;
 }
 
@@ -135,6 +166,11 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
         throw UsageError("--vary: '" + value +
                          "' is not OPTION=V1,V2 (motion-res=160x120,320x240)");
       o.axes.push_back({value.substr(0, eq), split(value.substr(eq + 1), ',')});
+    } else if (arg == "--setting") {
+      o.named.push_back(parseNamedSetting(value));
+      for (size_t k = 0; k + 1 < o.named.size(); ++k)
+        if (o.named[k].name == o.named.back().name)
+          throw UsageError("--setting: two settings are named '" + o.named.back().name + "'");
     } else if (arg == "--out") {
       o.outDir = value;
     } else if (arg == "--title") {

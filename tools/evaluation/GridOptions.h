@@ -4,6 +4,7 @@
 // message for the user; gridUsage() is the --help text. Plain value types.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,8 @@ struct Clip {
   std::string input;
   std::string truth;              // empty: no scores, only the timelines
   std::vector<std::string> args;  // hds-replay options for this clip
+  // Options for this clip under one named setting only (after "@NAME" on its line).
+  std::map<std::string, std::vector<std::string>> settingArgs;
 };
 
 // One axis of the grid: an hds-replay option (without its dashes) and the
@@ -25,15 +28,18 @@ struct Axis {
   std::vector<std::string> values;
 };
 
-// One point of the grid: a value on every axis.
+// One point of the grid: a named setting (--setting), if any, and a value on
+// every axis.
 struct Setting {
   std::string name;               // "motion-res=160x120 absence-ms=3000", or "default"
   std::vector<std::string> args;  // the hds-replay options it adds
+  std::string named;              // the --setting it starts from; empty: none
 };
 
 struct GridOptions {
   std::vector<Clip> clips;
   std::vector<Axis> axes;
+  std::vector<Setting> named;  // --setting NAME=OPTIONS, in order
   std::vector<std::string> common;  // hds-replay options for every replay (after --)
   std::string outDir = "out/grid";
   int jobs = 0;                            // 0: as many as there are cores
@@ -47,10 +53,16 @@ GridOptions parseGridOptions(int argc, const char* const argv[]);
 std::string gridUsage();
 
 // Clips one a line: NAME INPUT TRUTH [hds-replay options...], separated by
-// spaces; TRUTH "-" for none; '#' starts a comment. Throws UsageError.
+// spaces; TRUTH "-" for none; '#' starts a comment; options after "@NAME" go
+// only to the replays under the named setting NAME. Throws UsageError.
 std::vector<Clip> parseClips(const std::string& text, const std::string& name);
 
-// Every combination of the axes' values, the first axis varying slowest.
-std::vector<Setting> gridSettings(const std::vector<Axis>& axes);
+// Every combination of the named settings (none: one unnamed) and the axes'
+// values, the named settings varying slowest, then the first axis.
+std::vector<Setting> gridSettings(const std::vector<Axis>& axes,
+                                  const std::vector<Setting>& named = {});
+// --setting's value: NAME, or NAME=OPTIONS with hds-replay options separated
+// by spaces. Throws UsageError.
+Setting parseNamedSetting(const std::string& value);
 
 }  // namespace hdsreplay

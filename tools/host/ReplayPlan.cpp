@@ -35,6 +35,8 @@ std::vector<std::string> ReplayPlan::unreached(long total) const {
     if (c.frame >= total) describe("--states: " + c.stateName, c.frame);
   if (probes.stepFrame >= total) describe("--exposure-step", probes.stepFrame);
   if (probes.grayscaleFrame >= total) describe("--grayscale-at", probes.grayscaleFrame);
+  if (probes.settleFrame >= total) describe("--exposure-settle", probes.settleFrame);
+  if (probes.lightFrame >= total) describe("--light-switch", probes.lightFrame);
   return out;
 }
 
@@ -46,6 +48,25 @@ const CameraLog::Entry* ReplayPlan::logged(long inputIndex) const {
                              std::to_string(entries.size()) + " frames; the input holds more");
   return &entries[static_cast<size_t>(inputIndex)];
 }
+
+namespace {
+
+// The probes that stage the room: auto-exposure settling, the light switch and
+// noise on every frame (the screen is not a per-frame plan).
+void planSceneProbes(const SceneOptions& scene, const FrameClock& clock, TransformPlan& probes) {
+  if (scene.settle) {
+    probes.settleFrame = scene.settle->at.frameIndex(clock);
+    probes.settleFactor = scene.settle->factor;
+    probes.settleFrames = scene.settle->frames;
+  }
+  if (scene.lightSwitch) {
+    probes.lightFrame = scene.lightSwitch->at.frameIndex(clock);
+    probes.lightFactor = scene.lightSwitch->factor;
+  }
+  probes.sensorNoise = scene.sensorNoise;
+}
+
+}  // namespace
 
 ReplayPlan planReplay(const ReplayOptions& o, long inputFrames, double fps,
                       std::optional<CameraLog> cameraLog) {
@@ -86,6 +107,7 @@ ReplayPlan planReplay(const ReplayOptions& o, long inputFrames, double fps,
   probes.grayscaleFrame = o.grayscale ? o.grayscaleAt.frameIndex(plan.clock) : -1;
   probes.noiseSigma = o.noiseSigma;
   probes.baseExposure = o.exposure;
+  planSceneProbes(o.scene, plan.clock, probes);
   plan.changes = o.states.resolve(plan.clock);
   return plan;
 }

@@ -29,6 +29,7 @@
 #include "tools/input/FrameTransform.h"
 #include "tools/input/InputFrames.h"
 #include "tools/input/RawGeometry.h"
+#include "tools/input/ScreenOverlay.h"
 #include "tools/output/CsvWriter.h"
 #include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
@@ -55,6 +56,17 @@ std::optional<RawGeometry> rawGeometry(const ReplayOptions& o) {
   }
 }
 
+// The screen in view (--screen), or none.
+std::unique_ptr<ScreenOverlay> screenOverlay(const ReplayOptions& o) {
+  if (!o.scene.screen) return nullptr;
+  const ScreenSpec& s = *o.scene.screen;
+  std::optional<RawGeometry> raw;
+  if (s.rawWidth > 0)
+    raw = RawGeometry::padded(s.rawWidth, s.rawHeight,
+                              layoutFromName(s.source).value_or(hdsml::YuvLayout::NV21), 0);
+  return std::make_unique<ScreenOverlay>(s.source, raw, s.rect);
+}
+
 void writeText(const std::string& path, const std::string& text, const char* what) {
   std::ofstream out(path);
   out << text;
@@ -72,7 +84,8 @@ void warnUnreached(const ReplayPlan& plan, long total) {
 void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& footage, Host& host,
                   const Pacer& pacer, FrameLog& log, ProgressBar& progress) {
   const FrameTransform transform(plan.probes);
-  hdsml::YuvFrame packed, changed;
+  std::unique_ptr<ScreenOverlay> screen = screenOverlay(o);
+  hdsml::YuvFrame packed, withScreen, changed;
   while (footage.advance()) {
     const long i = footage.index();
     const int64_t ts = plan.clock.timestampMs(i);
@@ -84,9 +97,13 @@ void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& foota
         !footage.held() && logged && logged->lensMoving};
     const SourceFrame& source = footage.frame();
     if (!source.raw) packed = hdsml::packYuv(source.bgr, o.layout, o.rowPadding);
-    const hdsml::YuvFrame& camera = source.raw ? source.yuv : packed;
+    const hdsml::YuvFrame* scene = source.raw ? &source.yuv : &packed;
+    if (screen) {
+      screen->composite(*scene, i, withScreen);
+      scene = &withScreen;
+    }
     const hdsml::YuvFrame& yuv =
-        transform.apply(camera, i, footage.held(), changed) ? changed : camera;
+        transform.apply(*scene, i, footage.held(), changed) ? changed : *scene;
     pacer.waitForFrame(i);
     ReplayRecord record = host.handOver(yuv, metadata, i, ts);
     record.stillLead = footage.part() == Footage::Part::Lead;

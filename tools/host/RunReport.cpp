@@ -40,6 +40,23 @@ std::string summaryHeader(const ReplayOptions& o, const ReplayPlan& plan, const 
   return header;
 }
 
+namespace {
+
+// Where the room's probes act: the light switch and the start of settling.
+void addSceneEvents(const TransformPlan& probes, TimelineInfo& info) {
+  char buf[64];
+  if (probes.lightFrame >= 0) {
+    std::snprintf(buf, sizeof buf, "light x%.3g", probes.lightFactor);
+    info.events.emplace_back(probes.lightFrame, buf);
+  }
+  if (probes.settleFrame >= 0) {
+    std::snprintf(buf, sizeof buf, "settle x%.3g / %ld", probes.settleFactor, probes.settleFrames);
+    info.events.emplace_back(probes.settleFrame, buf);
+  }
+}
+
+}  // namespace
+
 TimelineInfo timelineInfo(const ReplayOptions& o, const ReplayPlan& plan, const RunFacts& run) {
   TimelineInfo info;
   info.title = "hds-replay  " + inputName(o.input);
@@ -61,6 +78,7 @@ TimelineInfo timelineInfo(const ReplayOptions& o, const ReplayPlan& plan, const 
   }
   if (plan.probes.grayscaleFrame >= 0)
     info.events.emplace_back(plan.probes.grayscaleFrame, "grayscale");
+  addSceneEvents(plan.probes, info);
   return info;
 }
 

@@ -7,6 +7,25 @@
 
 namespace hdsreplay {
 
+double FrameTransform::exposureFactor(long frameIndex, bool& moved) const {
+  double f = 1.0;
+  moved = false;
+  if (plan_.stepFrame >= 0 && frameIndex >= plan_.stepFrame) {
+    f = plan_.stepFactor;
+    moved = true;
+  }
+  if (plan_.settleFrame >= 0 && frameIndex >= plan_.settleFrame) {
+    // Auto-exposure moves in equal steps of light (stops), not of time: frame
+    // k of the settling is k + 1 steps of N along the way.
+    const long k = frameIndex - plan_.settleFrame;
+    const long n = std::max(1L, plan_.settleFrames);
+    f *= k + 1 >= n ? plan_.settleFactor
+                    : std::pow(plan_.settleFactor, static_cast<double>(k + 1) / n);
+    moved = true;
+  }
+  return f;
+}
+
 double FrameTransform::gain(long frameIndex) const {
   double g = 1.0;
   if (plan_.ramp) {
@@ -14,16 +33,35 @@ double FrameTransform::gain(long frameIndex) const {
         plan_.rampFrames > 1 ? static_cast<double>(frameIndex) / (plan_.rampFrames - 1) : 0.0;
     g = plan_.rampFrom + (plan_.rampTo - plan_.rampFrom) * std::min(1.0, std::max(0.0, t));
   }
-  if (plan_.stepFrame >= 0 && frameIndex >= plan_.stepFrame) g *= plan_.stepFactor;
+  if (plan_.lightFrame >= 0 && frameIndex >= plan_.lightFrame) g *= plan_.lightFactor;
+  bool moved = false;
+  const double e = exposureFactor(frameIndex, moved);
+  if (moved) g *= e;
   return g;
 }
 
 int FrameTransform::exposure(long frameIndex, int base) const {
-  if (plan_.stepFrame >= 0 && frameIndex >= plan_.stepFrame) {
-    const double e = std::round(base * plan_.stepFactor);
-    return e >= INT_MAX ? INT_MAX : (e < 1 ? 1 : static_cast<int>(e));
-  }
-  return base;
+  bool moved = false;
+  const double f = exposureFactor(frameIndex, moved);
+  if (!moved) return base;
+  const double e = std::round(base * f);
+  return e >= INT_MAX ? INT_MAX : (e < 1 ? 1 : static_cast<int>(e));
+}
+
+double FrameTransform::noiseSigma(bool held) const {
+  if (plan_.sensorNoise >= 0.0) return plan_.sensorNoise;
+  return held ? plan_.noiseSigma : 0.0;
+}
+
+void copyFrame(const hdsml::YuvFrame& in, hdsml::YuvFrame& out) {
+  out = hdsml::YuvFrame();
+  out.bytes = in.bytes;
+  const auto rebase = [&](const uint8_t* p) { return out.bytes.data() + (p - in.bytes.data()); };
+  out.y = rebase(in.y), out.u = rebase(in.u), out.v = rebase(in.v);
+  out.width = in.width, out.height = in.height;
+  out.yPixelStride = in.yPixelStride, out.yRowStride = in.yRowStride;
+  out.uPixelStride = in.uPixelStride, out.uRowStride = in.uRowStride;
+  out.vPixelStride = in.vPixelStride, out.vRowStride = in.vRowStride;
 }
 
 namespace {
@@ -68,17 +106,10 @@ bool FrameTransform::apply(const hdsml::YuvFrame& in, long frameIndex, bool held
                            hdsml::YuvFrame& out) const {
   const double g = gain(frameIndex);
   const bool gray = plan_.grayscaleFrame >= 0 && frameIndex >= plan_.grayscaleFrame;
-  const bool noise = held && plan_.noiseSigma > 0.0;
+  const double sigma = noiseSigma(held);
+  const bool noise = sigma > 0.0;
   if (g == 1.0 && !gray && !noise) return false;
-  // A copy of the bytes, with the planes at the same offsets.
-  out = hdsml::YuvFrame();
-  out.bytes = in.bytes;
-  const auto rebase = [&](const uint8_t* p) { return out.bytes.data() + (p - in.bytes.data()); };
-  out.y = rebase(in.y), out.u = rebase(in.u), out.v = rebase(in.v);
-  out.width = in.width, out.height = in.height;
-  out.yPixelStride = in.yPixelStride, out.yRowStride = in.yRowStride;
-  out.uPixelStride = in.uPixelStride, out.uRowStride = in.uRowStride;
-  out.vPixelStride = in.vPixelStride, out.vRowStride = in.vRowStride;
+  copyFrame(in, out);
 
   const int cw = in.width / 2, ch = in.height / 2;
   const auto chroma = [&](auto f) {
@@ -92,7 +123,7 @@ bool FrameTransform::apply(const hdsml::YuvFrame& in, long frameIndex, bool held
   }
   if (gray) chroma([](uint8_t) { return uint8_t{128}; });
   if (noise) {
-    IntegerNoise n(0x9e3779b97f4a7c15ULL ^ static_cast<uint64_t>(frameIndex), plan_.noiseSigma);
+    IntegerNoise n(0x9e3779b97f4a7c15ULL ^ static_cast<uint64_t>(frameIndex), sigma);
     const auto add = [&n](uint8_t s) { return clampSample(n.next(s)); };
     forEachSample(out.y, in.width, in.height, out.yPixelStride, out.yRowStride, add);
     chroma(add);

@@ -97,6 +97,27 @@ Held frames and input probes (times count from the first frame handed over)
                         factor F (a sudden auto-exposure change)
   --grayscale-at T      from T on, frames lose their colour (a camera switching
                         to infrared night mode)
+  --exposure-settle T:F:N
+                        from T on, exposure time and brightness move by the
+                        factor F over N frames, in equal steps of light (auto-
+                        exposure converging: 20s:0.5:8)
+  --light-switch T:F    from T on, the room's light is F times what it was: the
+                        brightness jumps, the exposure time stays (a lamp switched
+                        on, F > 1, or off); add --exposure-settle from T + 1 for
+                        the auto-exposure's answer
+  --sensor-noise SIGMA  noise of SIGMA grey levels on every sample of every frame,
+                        the input's own too (replaces --noise on held frames)
+  --screen SOURCE:X,Y,W,H
+                        a screen in view playing SOURCE (a video, a folder of
+                        images, or a camera dump with --screen-raw), one of its
+                        frames per frame handed over, looping, scaled into the
+                        rectangle X,Y,W,H given as fractions of the frame (0 to 1
+                        from the top left): a television. It is part of the room,
+                        so the light probes act on it too
+  --screen-raw WxH      the screen's SOURCE is a camera dump of frames this size
+                        (layout from its name, else nv21)
+  The metadata's exposure time follows --exposure-step and --exposure-settle,
+  from --exposure or from each frame's exposure in the camera log.
   On a camera dump the probes work on the YUV samples: the gain scales luma and
   the chroma's distance from grey, the infrared switch makes the chroma grey.
 
@@ -215,6 +236,16 @@ std::pair<int, int> parseSize(const std::string& option, const std::string& text
   return {w, h};
 }
 
+// A scene probe's value, its parse errors as usage errors.
+template <typename Parse>
+auto sceneValue(Parse parse, const std::string& option, const std::string& text) {
+  try {
+    return parse(option, text);
+  } catch (const std::invalid_argument& e) {
+    throw UsageError(e.what());
+  }
+}
+
 // Called with the option's name and its value.
 using OptionHandler = std::function<void(const std::string&, const std::string&)>;
 
@@ -312,6 +343,26 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
          o.grayscale = true;
          o.grayscaleAt = parseTime(opt, v);
        }},
+      {"--exposure-settle",
+       [&](auto& opt, auto& v) { o.scene.settle = sceneValue(parseExposureSettle, opt, v); }},
+      {"--light-switch",
+       [&](auto& opt, auto& v) { o.scene.lightSwitch = sceneValue(parseLightSwitch, opt, v); }},
+      {"--sensor-noise",
+       [&](auto& opt, auto& v) { o.scene.sensorNoise = parseNumber(opt, v, 0.0, 100.0); }},
+      {"--screen",
+       [&](auto& opt, auto& v) {
+         const ScreenSpec parsed = sceneValue(parseScreen, opt, v);
+         const ScreenSpec before = o.scene.screen.value_or(ScreenSpec());
+         o.scene.screen = parsed;
+         o.scene.screen->rawWidth = before.rawWidth;
+         o.scene.screen->rawHeight = before.rawHeight;
+       }},
+      {"--screen-raw",
+       [&](auto& opt, auto& v) {
+         if (!o.scene.screen) o.scene.screen = ScreenSpec();
+         std::tie(o.scene.screen->rawWidth, o.scene.screen->rawHeight) =
+             parseSize(opt, v, 1 << 16);
+       }},
       {"--csv", [&](auto&, auto& v) { o.csvPath = v; }},
       {"--plot", [&](auto&, auto& v) { o.plotPath = v; }},
       {"--annotate", [&](auto&, auto& v) { o.annotatePath = v; }},
@@ -388,6 +439,8 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
     throw UsageError("--row-stride describes the rows of a camera dump: give --raw WxH too");
   if (o.rowStride > 0 && o.rowPadding > 0)
     throw UsageError("--row-stride and --row-padding exclude each other");
+  if (o.scene.screen && o.scene.screen->source.empty())
+    throw UsageError("--screen-raw describes the frames of a --screen: give --screen SOURCE:X,Y,W,H too");
   return o;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/support/YuvFrame.h"
+#include "tools/options/SceneOptions.h"
 #include "tools/options/StateScript.h"
 #include "tools/options/TimeSpec.h"
 
@@ -58,6 +59,7 @@ struct ReplayOptions {
   double stepFactor = 1.0;
   bool grayscale = false;
   TimeSpec grayscaleAt;
+  SceneOptions scene;  // settling, a light switch, noise on every frame, a screen
   std::string truthPath;  // intervals of what really moved; empty: no scores
   int toleranceFrames = kDefaultToleranceFrames;
   std::string scoresPath;  // the scores as JSON
