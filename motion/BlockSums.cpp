@@ -37,9 +37,8 @@ void sumBlocksPlain(const uint8_t* frame, int width, int height, uint16_t* sums)
 #if HDSML_VECTOR_KERNELS
 
 // Four side-by-side blocks (16 pixels, 48 bytes a row): channels split, widened
-// to 16 bits and summed over the 4 rows (at most 4 * 255 a lane), then pairs
-// of lanes added to 32 bits and the two pairs of each block added. Integer
-// sums: the order does not change them.
+// to 16 bits and summed over the 4 rows (at most 4 * 255 a lane), then lanes
+// added pairwise twice. Integer sums: the order does not change them.
 void sumQuad(const uint8_t* quad, size_t rowBytes, uint16_t* out[3]) {
   cv::v_uint16x8 acc[3][2];
   for (auto& c : acc) c[0] = c[1] = cv::v_setzero_u16();
@@ -53,12 +52,14 @@ void sumQuad(const uint8_t* quad, size_t rowBytes, uint16_t* out[3]) {
       acc[c][1] += high;
     }
   }
+  // Pairs of pixel columns to 32 bits, packed back to 16 (at most 2040 each)
+  // and paired again: one lane a block.
   const cv::v_int16x8 ones = cv::v_setall_s16(1);
   for (int c = 0; c < 3; ++c) {
-    int pairs[8];
-    cv::v_store(pairs, cv::v_dotprod(cv::v_reinterpret_as_s16(acc[c][0]), ones));
-    cv::v_store(pairs + 4, cv::v_dotprod(cv::v_reinterpret_as_s16(acc[c][1]), ones));
-    for (int k = 0; k < 4; ++k) out[c][k] = static_cast<uint16_t>(pairs[2 * k] + pairs[2 * k + 1]);
+    const cv::v_int32x4 low = cv::v_dotprod(cv::v_reinterpret_as_s16(acc[c][0]), ones);
+    const cv::v_int32x4 high = cv::v_dotprod(cv::v_reinterpret_as_s16(acc[c][1]), ones);
+    const cv::v_int32x4 blocks = cv::v_dotprod(cv::v_pack(low, high), ones);
+    cv::v_pack_u_store(out[c], blocks);
   }
 }
 

@@ -48,7 +48,7 @@ constexpr double kEnergyNoiseFactor = 6.0;
 constexpr double kLumaNoiseFactor = 5.0;
 constexpr double kLumaNoiseVariance = 2.4;
 constexpr double kMedianToMean = 0.7;
-constexpr int kNoiseSampleStep = 3;
+constexpr int kNoiseSampleStep = 5;
 constexpr float kNoiseSmoothing = 0.3f;
 
 // Whole-picture changes: a comparison in which this share of the compared
@@ -101,7 +101,11 @@ SceneGuards::SceneGuards(const GuardSettings& settings, int width, int height)
       change_(cells_, 0.0f),
       grid_(height / kSide, width / kSide, CV_8UC1, cv::Scalar(0)),
       path_(defaultKernelPath()) {
-  for (Slot& slot : ring_) slot.sums.assign(3 * cells_, 0);
+  for (Slot& slot : ring_) {
+    slot.sums.assign(3 * cells_, 0);
+    slot.light.assign(cells_, 0);
+    slot.inRange.assign(cells_, 0);
+  }
   samples_.reserve(cells_ / kNoiseSampleStep + 1);
   contours_.reserve(64);
 }
@@ -111,16 +115,22 @@ void SceneGuards::restart() {
   rearmSeq_ = 0;
 }
 
-// Saturation of the whole picture: the block means' distance from grey over
-// their brightness, so that a change of exposure leaves it as it is.
-float SceneGuards::colourfulness(const uint16_t* sums) const {
-  const uint16_t *s0 = sums, *s1 = sums + cells_, *s2 = sums + 2 * cells_;
+// Per block of the newest frame: whether it lies within range in every channel,
+// and its brightness; and the saturation of the whole picture, the block
+// means' distance from grey over their brightness, so that a change of
+// exposure leaves it as it is.
+void SceneGuards::describe(Slot& slot) const {
+  const uint16_t *s0 = slot.sums.data(), *s1 = s0 + cells_, *s2 = s1 + cells_;
   long colour = 0, light = 0;
   for (size_t i = 0; i < cells_; ++i) {
-    colour += std::abs(int(s0[i]) - int(s1[i])) + std::abs(int(s2[i]) - int(s1[i]));
-    light += int(s0[i]) + int(s1[i]) + int(s2[i]);
+    const int a = s0[i], b = s1[i], c = s2[i];
+    colour += std::abs(a - b) + std::abs(c - b);
+    light += a + b + c;
+    slot.light[i] = static_cast<uint16_t>((a + b + c) / 4);
+    slot.inRange[i] = !ignored_[i] && !outOfRange(float(a)) && !outOfRange(float(b)) &&
+                      !outOfRange(float(c));
   }
-  return light == 0 ? 0.0f : float(colour) / float(light);
+  slot.colour = light == 0 ? 0.0f : float(colour) / float(light);
 }
 
 // The infrared switch: the picture loses (or regains) its colour at once.
@@ -136,21 +146,14 @@ bool SceneGuards::colourCollapsed(const Slot& cur) const {
 // clip nor sink into black in either; 1 when it barely moved and the exposure
 // time did not change.
 float SceneGuards::matchGain(const Slot& cur, const Slot& ref, bool exposureChanged) const {
-  double a = 0.0, b = 0.0;
+  long a = 0, b = 0;
   for (size_t i = 0; i < cells_; ++i) {
-    if (ignored_[i]) continue;
-    float ca[3];
-    blockSums(cur.sums, cells_, i, 1.0f, ca);
-    float cb[3];
-    blockSums(ref.sums, cells_, i, 1.0f, cb);
-    if (outOfRange(ca[0]) || outOfRange(ca[1]) || outOfRange(ca[2]) || outOfRange(cb[0]) ||
-        outOfRange(cb[1]) || outOfRange(cb[2]))
-      continue;
-    a += double(ca[0]) + ca[1] + ca[2];
-    b += double(cb[0]) + cb[1] + cb[2];
+    const int both = cur.inRange[i] & ref.inRange[i];
+    a += both * cur.light[i];
+    b += both * ref.light[i];
   }
-  if (a <= 0.0 || b <= 0.0) return 1.0f;
-  const double gain = a / b;
+  if (a <= 0 || b <= 0) return 1.0f;
+  const double gain = double(a) / double(b);
   if (!exposureChanged && std::fabs(gain - 1.0) <= kGainTolerance) return 1.0f;
   return static_cast<float>(gain);
 }
@@ -161,10 +164,19 @@ float SceneGuards::matchGain(const Slot& cur, const Slot& ref, bool exposureChan
 // compared and count as unchanged.
 void SceneGuards::measureChange(const Slot& cur, const Slot& ref, float gain, bool lowLight) {
   const bool matched = gain != 1.0f;
+  if (!matched && !lowLight) {
+    // The common case in integers: at most 3 * 4080^2, far from 2^31.
+    const uint16_t *a0 = cur.sums.data(), *a1 = a0 + cells_, *a2 = a1 + cells_;
+    const uint16_t *b0 = ref.sums.data(), *b1 = b0 + cells_, *b2 = b1 + cells_;
+    for (size_t i = 0; i < cells_; ++i) {
+      const int d0 = a0[i] - b0[i], d1 = a1[i] - b1[i], d2 = a2[i] - b2[i];
+      change_[i] = static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2) * (1.0f / kPixelsPerBlock);
+    }
+    return;
+  }
   for (size_t i = 0; i < cells_; ++i) {
-    float a[3];
+    float a[3], b[3];
     blockSums(cur.sums, cells_, i, 1.0f, a);
-    float b[3];
     blockSums(ref.sums, cells_, i, gain, b);
     if (matched && (outOfRange(a[0]) || outOfRange(a[1]) || outOfRange(a[2]) ||
                     outOfRange(b[0]) || outOfRange(b[1]) || outOfRange(b[2]))) {
@@ -176,8 +188,8 @@ void SceneGuards::measureChange(const Slot& cur, const Slot& ref, float gain, bo
   }
 }
 
-// Noise variance of a difference from the median block energy of every third
-// unmasked block: most blocks of a scene do not move, so the median is theirs.
+// Noise variance of a difference from the median block energy of every
+// fifth unmasked block: most blocks of a scene do not move, so the median is theirs.
 float SceneGuards::measureNoise(const Slot& cur, const Slot& ref, float gain) {
   samples_.clear();
   for (size_t i = 0; i < cells_; i += kNoiseSampleStep) {
@@ -258,7 +270,7 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
   cur.seq = seq_;
   cur.exposure = exposure;
   if (settings_.globalChange) {
-    cur.colour = colourfulness(cur.sums.data());
+    describe(cur);
     if (colourCollapsed(cur)) {
       rearmSeq_ = seq_;
       r.acted |= kGuardGlobalChange;

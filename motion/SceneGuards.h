@@ -63,10 +63,12 @@ class HDSML_EXPORT SceneGuards {
     std::vector<uint16_t> sums;  // 3 planes of cells
     int64_t seq = -1;
     int exposure = -1;
+    std::vector<uint16_t> light;   // per block: channel sums added, over 4
+    std::vector<uint8_t> inRange;  // per block: unmasked, no channel near black or white
     float colour = 0.0f;  // saturation: distance from grey over brightness
   };
   Slot& slotOf(int64_t seq) { return ring_[static_cast<size_t>(seq % kRing)]; }
-  float colourfulness(const uint16_t* sums) const;
+  void describe(Slot& slot) const;
   bool colourCollapsed(const Slot& cur) const;
   float matchGain(const Slot& cur, const Slot& ref, bool exposureChanged) const;
   void measureChange(const Slot& cur, const Slot& ref, float gain, bool lowLight);

@@ -51,6 +51,12 @@ Input and detector
                         above 14.99 is normal light, at or below 13.4 low light
                         (so with E in nanoseconds, 1/15 s separates the two)
   --debug               initialize() the library with its debug output on
+  --guards FILE         merge the "guards" object of FILE (or FILE itself, a
+                        bare guards object) into the configuration: scene
+                        guards, see docs/tuning.md
+  --mask X,Y,X,Y,...    a mask polygon of at least 3 points in frame-relative
+                        coordinates (0 to 1, origin top left); repeat for more.
+                        Adds to the guards' "masks" (and turns the guards on)
 
 Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
   --raw WxH             INPUT holds raw frames of this size: one file of frames
@@ -208,6 +214,22 @@ long long parseInteger(const std::string& option, const std::string& text, long 
   return v;
 }
 
+// "x,y,x,y,x,y...": at least three points, each coordinate from 0 to 1.
+std::vector<double> parseMask(const std::string& option, const std::string& text) {
+  std::vector<double> xy;
+  size_t start = 0;
+  for (;;) {
+    const size_t comma = text.find(',', start);
+    xy.push_back(parseNumber(option, text.substr(start, comma - start), 0.0, 1.0));
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  if (xy.size() % 2 != 0 || xy.size() < 6)
+    throw UsageError(option + ": '" + text +
+                     "' is not a polygon: give at least 3 points as x,y,x,y,x,y");
+  return xy;
+}
+
 TimeSpec parseTime(const std::string& option, const std::string& text) {
   try {
     return TimeSpec::parse(text, option);
@@ -253,6 +275,8 @@ using OptionHandler = std::function<void(const std::string&, const std::string&)
 std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
   return {
       {"--config", [&](auto&, auto& v) { o.configPath = v; }},
+      {"--guards", [&](auto&, auto& v) { o.guardsPath = v; }},
+      {"--mask", [&](auto& opt, auto& v) { o.masks.push_back(parseMask(opt, v)); }},
       {"--motion-res",
        [&](auto& opt, auto& v) {
          std::tie(o.motionWidth, o.motionHeight) = parseSize(opt, v, 4096);

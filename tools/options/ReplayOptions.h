@@ -30,6 +30,8 @@ const char* paceName(Pace pace);
 struct ReplayOptions {
   std::string input;       // video file, folder of images, or camera dump
   std::string configPath;  // empty: the default configuration
+  std::string guardsPath;  // --guards: a "guards" object merged into the configuration
+  std::vector<std::vector<double>> masks;  // --mask: polygons as x, y, x, y, ...
   int motionWidth = 0;     // 0: as the configuration says
   int motionHeight = 0;
   hdsml::YuvLayout layout = hdsml::YuvLayout::NV21;
