@@ -20,6 +20,7 @@ constexpr int kPixelsPerBlock = kSide * kSide;
 // moved far enough to change whole blocks.
 constexpr int kLagNormal = 14;
 constexpr int kLagLowLight = 4;
+constexpr int kLagAfterChange = 4;
 
 // Normal light, on block means. `energy` is the squared change of the block's
 // mean colour summed over the channels, times 16: for a block whose pixels all
@@ -276,7 +277,12 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
       r.acted |= kGuardGlobalChange;
     }
   }
-  const int lag = lowLight && !night ? kLagLowLight : kLagNormal;
+  // For a ring's length after a whole-picture change, frames are compared
+  // kLagAfterChange frames back at most: the first frames after the change may
+  // still be settling or clipped, and a reference pinned to them would hide
+  // whoever came in with the light.
+  int lag = lowLight && !night ? kLagLowLight : kLagNormal;
+  if (rearmSeq_ > 0 && seq_ - rearmSeq_ < lag) lag = std::min(lag, kLagAfterChange);
   const int64_t refSeq = std::max({seq_ - lag, firstSeq_, rearmSeq_});
   if (refSeq >= seq_) {
     publish(r);
@@ -296,7 +302,10 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
   base *= scale_;
   double threshold = base;
   const bool measuresNoise = settings_.noise || night;
-  const float v = measuresNoise ? measureNoise(cur, ref, r.gain) : -1.0f;
+  // While the brightness is matched, what remains of a still block is the
+  // match's error, not noise: the noise learnt before stands.
+  const bool learnsNoise = measuresNoise && r.gain == 1.0f;
+  const float v = learnsNoise ? measureNoise(cur, ref, r.gain) : noiseVar_;
   if (measuresNoise) {
     if (v >= 0.0f) {
       const double floor = lowLight ? kLumaNoiseFactor * std::sqrt(kLumaNoiseVariance * v)
@@ -326,7 +335,7 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
     }
   }
   // A whole-picture change is no noise: only compared frames teach it.
-  if (measuresNoise) noiseVar_ = v;
+  if (learnsNoise) noiseVar_ = v;
 
   r.movedArea = markBlocks(cur, ref, r.gain, lowLight, static_cast<float>(threshold), r);
   if (r.movedArea > minArea / 3) findRegions(minArea, regions, r);

@@ -40,16 +40,19 @@ pt::ptree point(double x, double y) {
 }  // namespace
 
 GuardedConfig::GuardedConfig(const std::string& basePath, const std::string& guardsPath,
-                             const std::vector<std::vector<double>>& masks) {
+                             const std::vector<std::vector<double>>& masks,
+                             const std::vector<std::pair<std::string, std::string>>& keys) {
   pt::ptree config = readJson(basePath);
   if (!guardsPath.empty()) {
     const pt::ptree file = readJson(guardsPath);
     const auto inner = file.get_child_optional("guards");
     config.put_child("guards", inner ? *inner : file);
   }
+  if (!config.get_child_optional("guards")) config.put_child("guards", pt::ptree());
+  pt::ptree& guards = config.get_child("guards");
+  // A key is one level: "a.b" stays one name, which the library then refuses.
+  for (const auto& [key, value] : keys) guards.put(pt::ptree::path_type(key, '\0'), value);
   if (!masks.empty()) {
-    pt::ptree& guards = config.get_child_optional("guards") ? config.get_child("guards")
-                                                            : config.put_child("guards", {});
     pt::ptree list = guards.get_child("masks", pt::ptree());
     for (const std::vector<double>& xy : masks) {
       pt::ptree polygon;

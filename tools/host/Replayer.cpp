@@ -32,6 +32,7 @@
 #include "tools/input/RawGeometry.h"
 #include "tools/input/ScreenOverlay.h"
 #include "tools/output/CsvWriter.h"
+#include "tools/output/GuardCsv.h"
 #include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
 #include "tools/output/ReplaySummary.h"
@@ -129,9 +130,9 @@ int Replayer::run() {
   const double fps = frameRate(o, input.source());
   const ConfigFile config(o);
   const std::unique_ptr<GuardedConfig> guarded =
-      o.guardsPath.empty() && o.masks.empty()
+      o.guardsPath.empty() && o.masks.empty() && o.guardKeys.empty()
           ? nullptr
-          : std::make_unique<GuardedConfig>(config.path(), o.guardsPath, o.masks);
+          : std::make_unique<GuardedConfig>(config.path(), o.guardsPath, o.masks, o.guardKeys);
   const std::string& configPath = guarded ? guarded->path() : config.path();
   if (o.absenceMs >= 0) ::setenv("PERSIST_HDS_CV_ABSENCE", std::to_string(o.absenceMs).c_str(), 1);
   const ReplayPlan plan =
@@ -174,6 +175,7 @@ int Replayer::run() {
     for (const ReplayRecord& r : log.records()) csv->write(r);
     csv->close();
   }
+  if (!o.guardCsvPath.empty()) writeGuardCsv(o.guardCsvPath, log.records());
   log.closeAnnotations();
   RunFacts facts;
   facts.kind = input.source().kind();

@@ -57,6 +57,9 @@ Input and detector
   --mask X,Y,X,Y,...    a mask polygon of at least 3 points in frame-relative
                         coordinates (0 to 1, origin top left); repeat for more.
                         Adds to the guards' "masks" (and turns the guards on)
+  --guard KEY=VALUE     set one key of the guards object (sensitivity=70,
+                        noise=true, minRegionArea=0.5); repeat for more. With
+                        hds-grid: --vary guard=sensitivity=30,sensitivity=70
 
 Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
   --raw WxH             INPUT holds raw frames of this size: one file of frames
@@ -145,6 +148,9 @@ Truth and scores
   --scores FILE         the scores as JSON
 
 Output
+  --guard-csv FILE      with guards: one row per analysed frame of what they did
+                        (moved and needed area, which guard acted, light
+                        mode, measured noise, threshold, gain, lag)
   --csv FILE            one row per frame: frame, timestamp_ms, state, status,
                         status_name, confidence, report_ts, motion_detected,
                         motion_score, vote, rect_count, rects, processed,
@@ -277,6 +283,15 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
       {"--config", [&](auto&, auto& v) { o.configPath = v; }},
       {"--guards", [&](auto&, auto& v) { o.guardsPath = v; }},
       {"--mask", [&](auto& opt, auto& v) { o.masks.push_back(parseMask(opt, v)); }},
+      {"--guard",
+       [&](auto& opt, auto& v) {
+         const size_t eq = v.find('=');
+         if (eq == std::string::npos || eq == 0 || eq + 1 == v.size() ||
+             v.compare(0, eq, "masks") == 0)
+           throw UsageError(opt + ": '" + v +
+                            "' is not KEY=VALUE (sensitivity=70); masks go with --mask");
+         o.guardKeys.emplace_back(v.substr(0, eq), v.substr(eq + 1));
+       }},
       {"--motion-res",
        [&](auto& opt, auto& v) {
          std::tie(o.motionWidth, o.motionHeight) = parseSize(opt, v, 4096);
@@ -388,6 +403,7 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
              parseSize(opt, v, 1 << 16);
        }},
       {"--csv", [&](auto&, auto& v) { o.csvPath = v; }},
+      {"--guard-csv", [&](auto&, auto& v) { o.guardCsvPath = v; }},
       {"--plot", [&](auto&, auto& v) { o.plotPath = v; }},
       {"--annotate", [&](auto&, auto& v) { o.annotatePath = v; }},
       {"--contact-sheet", [&](auto&, auto& v) { o.sheetPath = v; }},
