@@ -193,11 +193,25 @@ TEST(SceneGuardsTest, ChangeOfOverAThirdOfTheBlocksCastsNoVote) {
 TEST(SceneGuardsTest, RefillHandsANewFilterTheLatestVotesOldestFirst) {
   Replay run;
   run.feed(Frame());
-  for (int k = 0; k < 6; ++k) run.feed(k % 2 == 0 ? Frame() : redPatch(60));
+  // Five frames without motion, then three with: the last five votes are
+  // no, no, yes, yes, yes.
+  for (int k = 0; k < 8; ++k) run.feed(k < 5 ? Frame() : redPatch(60));
   Filter filter(5);
   run.guards.refill(filter);
   EXPECT_TRUE(filter.full);
-  EXPECT_EQ(filter.sum, 3);  // of the last five comparisons, three saw the patch
+  EXPECT_EQ(filter.sum, 3);
+  // The next vote replaces the oldest, a no: oldest first, the sum stays.
+  filter.updateBuffer(false);
+  EXPECT_EQ(filter.sum, 3);
+}
+
+TEST(SceneGuardsTest, BrightnessAloneIsNoMotionInNormalLight) {
+  // Every channel of the patch 60 brighter: a large energy, but the same
+  // chromaticity, as a shadow or a lamp leaves it.
+  Replay run;
+  run.feed(Frame());
+  EXPECT_FALSE(run.feed(Frame().paint({64, 64, 32, 32}, 100, 100, 100)).vote);
+  EXPECT_EQ(run.guards.report().movedArea, 0);
 }
 
 }  // namespace
