@@ -61,6 +61,8 @@ constexpr double kGlobalShare = 0.35;
 constexpr double kColourCollapse = 0.5;
 constexpr float kMinColour = 0.02f;
 constexpr double kGainTolerance = 0.04;
+// Exposure times that differ by less than this are the camera's own jitter.
+constexpr double kExposureTolerance = 0.02;
 
 // Block i's three channel sums from planes of `cells` values, times `gain`.
 void blockSums(const std::vector<uint16_t>& sums, size_t cells, size_t i, float gain, float out[3]) {
@@ -108,6 +110,7 @@ SceneGuards::SceneGuards(const GuardSettings& settings, int width, int height)
     slot.inRange.assign(cells_, 0);
   }
   samples_.reserve(cells_ / kNoiseSampleStep + 1);
+  ratios_.reserve(cells_);
   contours_.reserve(64);
 }
 
@@ -146,7 +149,7 @@ bool SceneGuards::colourCollapsed(const Slot& cur) const {
 // Brightness of the frame over its reference's, from the blocks that neither
 // clip nor sink into black in either; 1 when it barely moved and the exposure
 // time did not change.
-float SceneGuards::matchGain(const Slot& cur, const Slot& ref, bool exposureChanged) const {
+float SceneGuards::matchGain(const Slot& cur, const Slot& ref, bool exposureChanged) {
   long a = 0, b = 0;
   for (size_t i = 0; i < cells_; ++i) {
     const int both = cur.inRange[i] & ref.inRange[i];
@@ -154,7 +157,18 @@ float SceneGuards::matchGain(const Slot& cur, const Slot& ref, bool exposureChan
     b += both * ref.light[i];
   }
   if (a <= 0 || b <= 0) return 1.0f;
-  const double gain = double(a) / double(b);
+  const double rough = double(a) / double(b);
+  if (!exposureChanged && std::fabs(rough - 1.0) <= kGainTolerance) return 1.0f;
+  // The median of the blocks' own ratios, so that what changed otherwise
+  // (someone large and near, a lamp lighting one corner) does not bend it.
+  ratios_.clear();
+  for (size_t i = 0; i < cells_; ++i)
+    if (cur.inRange[i] & ref.inRange[i] && ref.light[i] > 0)
+      ratios_.push_back(float(cur.light[i]) / float(ref.light[i]));
+  if (ratios_.empty()) return 1.0f;
+  auto middle = ratios_.begin() + ratios_.size() / 2;
+  std::nth_element(ratios_.begin(), middle, ratios_.end());
+  const double gain = *middle;
   if (!exposureChanged && std::fabs(gain - 1.0) <= kGainTolerance) return 1.0f;
   return static_cast<float>(gain);
 }
@@ -292,7 +306,9 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
   r.compared = true;
   r.lag = static_cast<int>(seq_ - refSeq);
   if (settings_.globalChange) {
-    const bool exposureChanged = cur.exposure > 0 && ref.exposure > 0 && cur.exposure != ref.exposure;
+    const bool exposureChanged =
+        cur.exposure > 0 && ref.exposure > 0 &&
+        std::abs(cur.exposure - ref.exposure) > kExposureTolerance * ref.exposure;
     r.gain = matchGain(cur, ref, exposureChanged);
     if (r.gain != 1.0f) r.acted |= kGuardGainMatched;
   }

@@ -70,7 +70,7 @@ class HDSML_EXPORT SceneGuards {
   Slot& slotOf(int64_t seq) { return ring_[static_cast<size_t>(seq % kRing)]; }
   void describe(Slot& slot) const;
   bool colourCollapsed(const Slot& cur) const;
-  float matchGain(const Slot& cur, const Slot& ref, bool exposureChanged) const;
+  float matchGain(const Slot& cur, const Slot& ref, bool exposureChanged);
   void measureChange(const Slot& cur, const Slot& ref, float gain, bool lowLight);
   float measureNoise(const Slot& cur, const Slot& ref, float gain);
   int markBlocks(const Slot& cur, const Slot& ref, float gain, bool lowLight, float threshold,
@@ -91,6 +91,7 @@ class HDSML_EXPORT SceneGuards {
   int64_t rearmSeq_ = 0;   // first frame after the last whole-picture change
   std::vector<float> change_;   // per block: the comparison's change statistic
   std::vector<float> samples_;  // every few unmasked blocks' change, for the noise
+  std::vector<float> ratios_;   // blocks' brightness ratios, for the gain
   float noiseVar_ = -1.0f;      // smoothed per-pixel noise variance of a difference, 3 channels
   cv::Mat grid_;                // one byte per block, 255 moving
   std::vector<std::vector<cv::Point>> contours_;

@@ -177,6 +177,28 @@ TEST(SceneGuardsTest, ExposureChangeMatchesBrightnessSoAPersonStillVotes) {
   EXPECT_EQ(run.guards.report().movedArea, 256);
 }
 
+TEST(SceneGuardsTest, GainIgnoresWhatChangedOtherwiseAndExposureJitter) {
+  GuardSettings s;
+  s.globalChange = true;
+  Replay run(s);
+  run.feed(Frame(80, 70, 60), 10000000);
+  // Half again the exposure and the light, and a dark coat over a third of
+  // the frame: the gain is the background's.
+  run.feed(Frame(120, 105, 90).paint({0, 0, kW, 80}, 40, 30, 30), 15000000);
+  EXPECT_NEAR(run.guards.report().gain, 1.5f, 0.01f);
+  // An exposure 1 % off and the same pixels: no matching.
+  Replay jitter(s);
+  jitter.feed(Frame(80, 70, 60), 10000000);
+  jitter.feed(Frame(80, 70, 60), 10100000);
+  EXPECT_FLOAT_EQ(jitter.guards.report().gain, 1.0f);
+  EXPECT_FALSE(jitter.guards.report().acted & hdsml::kGuardGainMatched);
+  // 3 % more exposure and light: too little for the pixels alone (4 %), but
+  // the exposure says the light changed.
+  jitter.feed(Frame(83, 72, 62), 10300000);
+  EXPECT_TRUE(jitter.guards.report().acted & hdsml::kGuardGainMatched);
+  EXPECT_NEAR(jitter.guards.report().gain, 1.03f, 0.01f);
+}
+
 TEST(SceneGuardsTest, ChangeOfOverAThirdOfTheBlocksCastsNoVote) {
   GuardSettings s;
   s.globalChange = true;
