@@ -267,6 +267,51 @@ void SceneGuards::findRegions(int minArea, std::vector<std::pair<cv::Rect, float
   }
 }
 
+// The frame the newest is compared with: `lag` frames back, never before the
+// ring's start or the last whole-picture change. After such a change, at most
+// kLagAfterChange frames back until `lag` frames back lies beyond the first
+// kLagAfterChange frames after it: those may still be settling or clipped, and
+// a reference pinned to them would hide whoever came in with the light.
+int64_t SceneGuards::reference(int lag) const {
+  if (rearmSeq_ > 0 && seq_ - lag < rearmSeq_ + kLagAfterChange)
+    lag = std::min(lag, kLagAfterChange);
+  return std::max({seq_ - lag, firstSeq_, rearmSeq_});
+}
+
+// The block threshold in force: the rule's, scaled by the sensitivity, and with
+// the noise or night guard at least the measured noise's floor. `noise` gets
+// the noise variance it used (-1 unmeasured).
+double SceneGuards::blockThreshold(const Slot& cur, const Slot& ref, bool lowLight, bool night,
+                                   GuardReport& r, float& noise) {
+  double threshold =
+      (lowLight ? (night ? kNightThreshold : kLowLightThreshold) : kEnergyThreshold) * scale_;
+  noise = noiseVar_;
+  if (!settings_.noise && !night) return threshold;
+  // While the brightness is matched, what remains of a still block is the
+  // match's error, not noise: the noise learnt before stands.
+  if (r.gain == 1.0f) noise = measureNoise(cur, ref, r.gain);
+  if (noise < 0.0f) return threshold;
+  const double floor = lowLight ? kLumaNoiseFactor * std::sqrt(kLumaNoiseVariance * noise)
+                                : kEnergyNoiseFactor * noise;
+  if (floor > threshold) {
+    threshold = floor;
+    r.acted |= kGuardNoise;
+  }
+  r.noise = std::sqrt(noise / 6.0f);  // a difference of two samples, 3 channels
+  return threshold;
+}
+
+// Whether this share of the unmasked blocks changed: the picture's own change.
+bool SceneGuards::wholePictureChanged(double threshold) const {
+  size_t compared = 0, changed = 0;
+  for (size_t i = 0; i < cells_; ++i) {
+    if (ignored_[i]) continue;
+    ++compared;
+    if (change_[i] > threshold) ++changed;
+  }
+  return compared > 0 && changed >= kGlobalShare * compared;
+}
+
 SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, int64_t timestamp,
                                           bool lowLight,
                                           std::vector<std::pair<cv::Rect, float>>& regions) {
@@ -291,13 +336,7 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
       r.acted |= kGuardGlobalChange;
     }
   }
-  // For a ring's length after a whole-picture change, frames are compared
-  // kLagAfterChange frames back at most: the first frames after the change may
-  // still be settling or clipped, and a reference pinned to them would hide
-  // whoever came in with the light.
-  int lag = lowLight && !night ? kLagLowLight : kLagNormal;
-  if (rearmSeq_ > 0 && seq_ - rearmSeq_ < lag) lag = std::min(lag, kLagAfterChange);
-  const int64_t refSeq = std::max({seq_ - lag, firstSeq_, rearmSeq_});
+  const int64_t refSeq = reference(lowLight && !night ? kLagLowLight : kLagNormal);
   if (refSeq >= seq_) {
     publish(r);
     return {};
@@ -313,45 +352,18 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
     if (r.gain != 1.0f) r.acted |= kGuardGainMatched;
   }
   measureChange(cur, ref, r.gain, lowLight);
-
-  double base = (lowLight ? (night ? kNightThreshold : kLowLightThreshold) : kEnergyThreshold);
-  base *= scale_;
-  double threshold = base;
-  const bool measuresNoise = settings_.noise || night;
-  // While the brightness is matched, what remains of a still block is the
-  // match's error, not noise: the noise learnt before stands.
-  const bool learnsNoise = measuresNoise && r.gain == 1.0f;
-  const float v = learnsNoise ? measureNoise(cur, ref, r.gain) : noiseVar_;
-  if (measuresNoise) {
-    if (v >= 0.0f) {
-      const double floor = lowLight ? kLumaNoiseFactor * std::sqrt(kLumaNoiseVariance * v)
-                                    : kEnergyNoiseFactor * v;
-      if (floor > threshold) {
-        threshold = floor;
-        r.acted |= kGuardNoise;
-      }
-      r.noise = std::sqrt(v / 6.0f);  // a difference of two samples, 3 channels
-    }
-  }
+  float noise = -1.0f;
+  const double threshold = blockThreshold(cur, ref, lowLight, night, r, noise);
   if (night) r.acted |= kGuardNight;
   r.threshold = static_cast<float>(threshold);
-
-  if (settings_.globalChange) {
-    size_t compared = 0, changed = 0;
-    for (size_t i = 0; i < cells_; ++i) {
-      if (ignored_[i]) continue;
-      ++compared;
-      if (change_[i] > threshold) ++changed;
-    }
-    if (compared > 0 && changed >= kGlobalShare * compared) {
-      rearmSeq_ = seq_;
-      r.acted |= kGuardGlobalChange;
-      publish(r);
-      return {};
-    }
+  if (settings_.globalChange && wholePictureChanged(threshold)) {
+    rearmSeq_ = seq_;
+    r.acted |= kGuardGlobalChange;
+    publish(r);
+    return {};
   }
-  // A whole-picture change is no noise: only compared frames teach it.
-  if (learnsNoise) noiseVar_ = v;
+  // A whole-picture change is no noise: only frames that vote teach it.
+  noiseVar_ = noise;
 
   r.movedArea = markBlocks(cur, ref, r.gain, lowLight, static_cast<float>(threshold), r);
   if (r.movedArea > minArea / 3) findRegions(minArea, regions, r);

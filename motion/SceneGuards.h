@@ -72,6 +72,10 @@ class HDSML_EXPORT SceneGuards {
   bool colourCollapsed(const Slot& cur) const;
   float matchGain(const Slot& cur, const Slot& ref, bool exposureChanged);
   void measureChange(const Slot& cur, const Slot& ref, float gain, bool lowLight);
+  int64_t reference(int lag) const;
+  double blockThreshold(const Slot& cur, const Slot& ref, bool lowLight, bool night,
+                        GuardReport& r, float& noise);
+  bool wholePictureChanged(double threshold) const;
   float measureNoise(const Slot& cur, const Slot& ref, float gain);
   int markBlocks(const Slot& cur, const Slot& ref, float gain, bool lowLight, float threshold,
                  GuardReport& r);

@@ -161,6 +161,14 @@ TEST(SceneGuardsTest, LostColourIsAWholePictureChangeAndTheNextFrameComparesAfte
   EXPECT_TRUE(run.guards.report().acted & hdsml::kGuardGlobalChange);
   EXPECT_TRUE(run.feed(Frame(73, 73, 73)).voted);
   EXPECT_EQ(run.guards.report().lag, 1) << "re-armed on the frame after the change";
+  // Then 2, 3, 4 frames back, and no further until 14 back lies past the
+  // first 4 frames after the change.
+  for (int lag = 2; lag <= 17; ++lag) {
+    run.feed(Frame(73, 73, 73));
+    EXPECT_EQ(run.guards.report().lag, std::min(lag, 4)) << lag;
+  }
+  run.feed(Frame(73, 73, 73));
+  EXPECT_EQ(run.guards.report().lag, 14);
 }
 
 TEST(SceneGuardsTest, ExposureChangeMatchesBrightnessSoAPersonStillVotes) {
