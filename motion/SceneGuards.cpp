@@ -71,6 +71,12 @@ void blockSums(const std::vector<uint16_t>& sums, size_t cells, size_t i, float 
   out[2] = gain * static_cast<float>(sums[2 * cells + i]);
 }
 
+// 1 when a channel sum is neither near black nor near white (161 to 3839).
+int inRangeSum(int sum) {
+  return static_cast<unsigned>(sum - kDarkChannelSum - 1) <
+         static_cast<unsigned>(kBrightChannelSum - kDarkChannelSum - 1);
+}
+
 bool outOfRange(float sum) { return sum <= kDarkChannelSum || sum >= kBrightChannelSum; }
 
 double lumaChange(double d0, double d1, double d2) {
@@ -101,6 +107,7 @@ SceneGuards::SceneGuards(const GuardSettings& settings, int width, int height)
       ignored_(blockMaskOfPolygons(settings.masks, width, height)),
       minArea_(settings.minRegionPixels(width, height)),
       scale_(settings.thresholdScale()),
+      unmasked_(static_cast<int>(std::count(ignored_.begin(), ignored_.end(), 0))),
       change_(cells_, 0.0f),
       grid_(height / kSide, width / kSide, CV_8UC1, cv::Scalar(0)),
       path_(defaultKernelPath()) {
@@ -125,16 +132,21 @@ void SceneGuards::restart() {
 // exposure leaves it as it is.
 void SceneGuards::describe(Slot& slot) const {
   const uint16_t *s0 = slot.sums.data(), *s1 = s0 + cells_, *s2 = s1 + cells_;
-  long colour = 0, light = 0;
+  uint16_t* light = slot.light.data();
+  uint8_t* inRange = slot.inRange.data();
+  const uint8_t* ignored = ignored_.data();
+  // Plain integer arithmetic without branches, which the compiler vectorises;
+  // the sums stay below 2^31 (at most 2 * 4080 and 3 * 4080 a block).
+  int colour = 0, total = 0;
   for (size_t i = 0; i < cells_; ++i) {
     const int a = s0[i], b = s1[i], c = s2[i];
     colour += std::abs(a - b) + std::abs(c - b);
-    light += a + b + c;
-    slot.light[i] = static_cast<uint16_t>((a + b + c) / 4);
-    slot.inRange[i] = !ignored_[i] && !outOfRange(float(a)) && !outOfRange(float(b)) &&
-                      !outOfRange(float(c));
+    total += a + b + c;
+    light[i] = static_cast<uint16_t>((a + b + c) >> 2);
+    inRange[i] = static_cast<uint8_t>(inRangeSum(a) & inRangeSum(b) & inRangeSum(c) &
+                                      (ignored[i] ^ 1));
   }
-  slot.colour = light == 0 ? 0.0f : float(colour) / float(light);
+  slot.colour = total == 0 ? 0.0f : float(colour) / float(total);
 }
 
 // The infrared switch: the picture loses (or regains) its colour at once.
@@ -179,13 +191,23 @@ float SceneGuards::matchGain(const Slot& cur, const Slot& ref, bool exposureChan
 // compared and count as unchanged.
 void SceneGuards::measureChange(const Slot& cur, const Slot& ref, float gain, bool lowLight) {
   const bool matched = gain != 1.0f;
-  if (!matched && !lowLight) {
-    // The common case in integers: at most 3 * 4080^2, far from 2^31.
+  if (!matched) {
+    // The common case in integers, which the compiler vectorises: the energy
+    // is at most 3 * 4080^2, the luma change in thousandths at most 1000 * 4080,
+    // both far from 2^31.
     const uint16_t *a0 = cur.sums.data(), *a1 = a0 + cells_, *a2 = a1 + cells_;
     const uint16_t *b0 = ref.sums.data(), *b1 = b0 + cells_, *b2 = b1 + cells_;
-    for (size_t i = 0; i < cells_; ++i) {
-      const int d0 = a0[i] - b0[i], d1 = a1[i] - b1[i], d2 = a2[i] - b2[i];
-      change_[i] = static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2) * (1.0f / kPixelsPerBlock);
+    float* change = change_.data();
+    if (lowLight) {
+      for (size_t i = 0; i < cells_; ++i) {
+        const int d0 = a0[i] - b0[i], d1 = a1[i] - b1[i], d2 = a2[i] - b2[i];
+        change[i] = static_cast<float>(std::abs(299 * d2 + 587 * d1 + 114 * d0)) * 0.001f;
+      }
+    } else {
+      for (size_t i = 0; i < cells_; ++i) {
+        const int d0 = a0[i] - b0[i], d1 = a1[i] - b1[i], d2 = a2[i] - b2[i];
+        change[i] = static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2) * (1.0f / kPixelsPerBlock);
+      }
     }
     return;
   }
@@ -303,13 +325,11 @@ double SceneGuards::blockThreshold(const Slot& cur, const Slot& ref, bool lowLig
 
 // Whether this share of the unmasked blocks changed: the picture's own change.
 bool SceneGuards::wholePictureChanged(double threshold) const {
-  size_t compared = 0, changed = 0;
-  for (size_t i = 0; i < cells_; ++i) {
-    if (ignored_[i]) continue;
-    ++compared;
-    if (change_[i] > threshold) ++changed;
-  }
-  return compared > 0 && changed >= kGlobalShare * compared;
+  const float t = static_cast<float>(threshold);
+  const uint8_t* ignored = ignored_.data();
+  int changed = 0;
+  for (size_t i = 0; i < cells_; ++i) changed += (change_[i] > t) & (ignored[i] ^ 1);
+  return unmasked_ > 0 && changed >= kGlobalShare * unmasked_;
 }
 
 SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, int64_t timestamp,

@@ -89,6 +89,7 @@ class HDSML_EXPORT SceneGuards {
   const std::vector<uint8_t> ignored_;  // 1 per masked block
   const int minArea_;                   // normal light, pixels
   const double scale_;                  // sensitivity's threshold factor
+  const int unmasked_;                  // blocks outside the masks
   std::array<Slot, kRing> ring_;
   int64_t seq_ = 0;        // frames analysed; the newest is seq_
   int64_t firstSeq_ = 1;   // oldest frame the ring may compare with
