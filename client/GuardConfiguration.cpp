@@ -42,15 +42,15 @@ bool isList(const pt::ptree& node) {
 }
 
 cv::Point2d readPoint(const pt::ptree& node, const std::string& path, const std::string& key) {
-  if (!isList(node) || node.size() != 2)
-    fail(path, key, "must be a point [x, y] of two numbers");
+  if (!isList(node) || node.size() != 2) fail(path, key, "must be a point [x, y] of two numbers");
   auto it = node.begin();
   const double x = readNumber(it->second, path, key + "[0]");
   const double y = readNumber((++it)->second, path, key + "[1]");
   for (const double v : {x, y})
     if (v < 0.0 || v > 1.0)
-      fail(path, key, "is outside the frame: coordinates go from 0 to 1, got " + node.front().second.data() +
-                          ", " + node.back().second.data());
+      fail(path, key,
+           "is outside the frame: coordinates go from 0 to 1, got " + node.front().second.data() +
+               ", " + node.back().second.data());
   return {x, y};
 }
 
@@ -79,8 +79,7 @@ std::vector<std::vector<cv::Point2d>> readMasks(const pt::ptree& node, const std
 std::optional<GuardSettings> readGuardSettings(const pt::ptree& config, const std::string& path) {
   const auto guards = config.get_child_optional("guards");
   if (!guards) return std::nullopt;
-  if (isList(*guards) && !guards->empty())
-    fail(path, "guards", "must be an object, got a list");
+  if (isList(*guards) && !guards->empty()) fail(path, "guards", "must be an object, got a list");
   if (guards->empty() && !guards->data().empty())
     fail(path, "guards", "must be an object, got \"" + guards->data() + "\"");
   GuardSettings s;

@@ -42,8 +42,8 @@ void analyseGuarded(HDSMLClient& client, FrameData& frame, SceneGuards& guards) 
     client.motionStatus->frameTimestamp = timestamp;
     client.motionStatus->wallClockSeconds = time(nullptr);
   }
-  client.saveOutput(motion ? PRESENCE_MOTION : PRESENCE_NO_MOTION, score, timestamp,
-                    client.regions, nullptr);
+  client.saveOutput(motion ? PRESENCE_MOTION : PRESENCE_NO_MOTION, score, timestamp, client.regions,
+                    nullptr);
 }
 
 bool lastGuardReport(const HDSMLClient& client, GuardReport& out) {

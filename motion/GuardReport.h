@@ -18,19 +18,19 @@ enum GuardAction : unsigned {
 
 struct GuardReport {
   int64_t frameTimestamp = 0;
-  bool compared = false;   // a reference frame was there to compare with
-  bool voted = false;      // the frame cast a vote (not across a global change)
-  bool vote = false;       // regions found
-  int movedArea = 0;       // pixels of moving blocks outside the masks, 16 a block
-  int largestRegion = 0;   // area of the largest region's bounding box, pixels
-  int neededArea = 0;      // a vote needs a region larger than this, and movedArea > 1/3 of it
-  unsigned acted = 0;      // GuardAction bits
-  int lightMode = 1;       // rule in force: 1 normal light, 0 low light
+  bool compared = false;       // a reference frame was there to compare with
+  bool voted = false;          // the frame cast a vote (not across a global change)
+  bool vote = false;           // regions found
+  int movedArea = 0;           // pixels of moving blocks outside the masks, 16 a block
+  int largestRegion = 0;       // area of the largest region's bounding box, pixels
+  int neededArea = 0;          // a vote needs a region larger than this, and movedArea > 1/3 of it
+  unsigned acted = 0;          // GuardAction bits
+  int lightMode = 1;           // rule in force: 1 normal light, 0 low light
   bool lightSwitched = false;  // the light mode changed on this frame
-  float noise = 0.0f;      // measured sensor noise, grey levels per sample (0 unmeasured)
-  float threshold = 0.0f;  // block-change threshold in force
-  float gain = 1.0f;       // brightness of the frame over its reference's, as matched
-  int lag = 0;             // frames between the two compared frames
+  float noise = 0.0f;          // measured sensor noise, grey levels per sample (0 unmeasured)
+  float threshold = 0.0f;      // block-change threshold in force
+  float gain = 1.0f;           // brightness of the frame over its reference's, as matched
+  int lag = 0;                 // frames between the two compared frames
 };
 
 }  // namespace hdsml

@@ -17,10 +17,10 @@ struct HDSML_EXPORT GuardSettings {
   static constexpr double kDefaultSensitivity = 50.0;
   static constexpr double kDefaultMinRegionArea = 100.0 / 384.0;  // percent of the frame
 
-  bool globalChange = false;  // whole-picture changes: exposure, infrared, lights
-  bool noise = false;         // thresholds follow the noise measured on the scene
-  bool night = false;         // the low-light rule sees dim walkers
-  double sensitivity = kDefaultSensitivity;      // 0 (least) to 100 (most)
+  bool globalChange = false;                 // whole-picture changes: exposure, infrared, lights
+  bool noise = false;                        // thresholds follow the noise measured on the scene
+  bool night = false;                        // the low-light rule sees dim walkers
+  double sensitivity = kDefaultSensitivity;  // 0 (least) to 100 (most)
   double minRegionArea = kDefaultMinRegionArea;  // percent of the frame, above 0, at most 100
   // Polygons in frame-relative coordinates (0 to 1, origin top left, y down).
   std::vector<std::vector<cv::Point2d>> masks;

@@ -65,7 +65,8 @@ constexpr double kGainTolerance = 0.04;
 constexpr double kExposureTolerance = 0.02;
 
 // Block i's three channel sums from planes of `cells` values, times `gain`.
-void blockSums(const std::vector<uint16_t>& sums, size_t cells, size_t i, float gain, float out[3]) {
+void blockSums(const std::vector<uint16_t>& sums, size_t cells, size_t i, float gain,
+               float out[3]) {
   out[0] = gain * static_cast<float>(sums[i]);
   out[1] = gain * static_cast<float>(sums[cells + i]);
   out[2] = gain * static_cast<float>(sums[2 * cells + i]);
@@ -143,8 +144,8 @@ void SceneGuards::describe(Slot& slot) const {
     colour += std::abs(a - b) + std::abs(c - b);
     total += a + b + c;
     light[i] = static_cast<uint16_t>((a + b + c) >> 2);
-    inRange[i] = static_cast<uint8_t>(inRangeSum(a) & inRangeSum(b) & inRangeSum(c) &
-                                      (ignored[i] ^ 1));
+    inRange[i] =
+        static_cast<uint8_t>(inRangeSum(a) & inRangeSum(b) & inRangeSum(c) & (ignored[i] ^ 1));
   }
   slot.colour = total == 0 ? 0.0f : float(colour) / float(total);
 }
@@ -215,8 +216,8 @@ void SceneGuards::measureChange(const Slot& cur, const Slot& ref, float gain, bo
     float a[3], b[3];
     blockSums(cur.sums, cells_, i, 1.0f, a);
     blockSums(ref.sums, cells_, i, gain, b);
-    if (matched && (outOfRange(a[0]) || outOfRange(a[1]) || outOfRange(a[2]) ||
-                    outOfRange(b[0]) || outOfRange(b[1]) || outOfRange(b[2]))) {
+    if (matched && (outOfRange(a[0]) || outOfRange(a[1]) || outOfRange(a[2]) || outOfRange(b[0]) ||
+                    outOfRange(b[1]) || outOfRange(b[2]))) {
       change_[i] = 0.0f;
       continue;
     }
@@ -255,9 +256,9 @@ int SceneGuards::markBlocks(const Slot& cur, const Slot& ref, float gain, bool l
     bool moving = lowLight;
     if (!lowLight) {
       float a[3];
-    blockSums(cur.sums, cells_, i, 1.0f, a);
+      blockSums(cur.sums, cells_, i, 1.0f, a);
       float b[3];
-    blockSums(ref.sums, cells_, i, gain, b);
+      blockSums(ref.sums, cells_, i, gain, b);
       const bool extreme = outOfRange(a[0]) || outOfRange(a[1]) || outOfRange(a[2]) ||
                            outOfRange(b[0]) || outOfRange(b[1]) || outOfRange(b[2]);
       const double chroma = chromaDistance(a, b);

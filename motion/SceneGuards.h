@@ -65,23 +65,25 @@ class HDSML_EXPORT SceneGuards {
     int exposure = -1;
     std::vector<uint16_t> light;   // per block: channel sums added, over 4
     std::vector<uint8_t> inRange;  // per block: unmasked, no channel near black or white
-    float colour = 0.0f;  // saturation: distance from grey over brightness
+    float colour = 0.0f;           // saturation: distance from grey over brightness
   };
+  // The steps of analyse(); kept out of the library's exported symbols.
   Slot& slotOf(int64_t seq) { return ring_[static_cast<size_t>(seq % kRing)]; }
-  void describe(Slot& slot) const;
-  bool colourCollapsed(const Slot& cur) const;
-  float matchGain(const Slot& cur, const Slot& ref, bool exposureChanged);
-  void measureChange(const Slot& cur, const Slot& ref, float gain, bool lowLight);
-  int64_t reference(int lag) const;
-  double blockThreshold(const Slot& cur, const Slot& ref, bool lowLight, bool night,
-                        GuardReport& r, float& noise);
-  bool wholePictureChanged(double threshold) const;
-  float measureNoise(const Slot& cur, const Slot& ref, float gain);
-  int markBlocks(const Slot& cur, const Slot& ref, float gain, bool lowLight, float threshold,
-                 GuardReport& r);
-  void findRegions(int minArea, std::vector<std::pair<cv::Rect, float>>& regions, GuardReport& r);
-  void remember(bool vote);
-  void publish(const GuardReport& r);
+  HDSML_NO_EXPORT void describe(Slot& slot) const;
+  HDSML_NO_EXPORT bool colourCollapsed(const Slot& cur) const;
+  HDSML_NO_EXPORT float matchGain(const Slot& cur, const Slot& ref, bool exposureChanged);
+  HDSML_NO_EXPORT void measureChange(const Slot& cur, const Slot& ref, float gain, bool lowLight);
+  HDSML_NO_EXPORT int64_t reference(int lag) const;
+  HDSML_NO_EXPORT double blockThreshold(const Slot& cur, const Slot& ref, bool lowLight, bool night,
+                                        GuardReport& r, float& noise);
+  HDSML_NO_EXPORT bool wholePictureChanged(double threshold) const;
+  HDSML_NO_EXPORT float measureNoise(const Slot& cur, const Slot& ref, float gain);
+  HDSML_NO_EXPORT int markBlocks(const Slot& cur, const Slot& ref, float gain, bool lowLight,
+                                 float threshold, GuardReport& r);
+  HDSML_NO_EXPORT void findRegions(int minArea, std::vector<std::pair<cv::Rect, float>>& regions,
+                                   GuardReport& r);
+  HDSML_NO_EXPORT void remember(bool vote);
+  HDSML_NO_EXPORT void publish(const GuardReport& r);
 
   const GuardSettings settings_;
   const int width_, height_, cols_, rows_;
@@ -91,9 +93,9 @@ class HDSML_EXPORT SceneGuards {
   const double scale_;                  // sensitivity's threshold factor
   const int unmasked_;                  // blocks outside the masks
   std::array<Slot, kRing> ring_;
-  int64_t seq_ = 0;        // frames analysed; the newest is seq_
-  int64_t firstSeq_ = 1;   // oldest frame the ring may compare with
-  int64_t rearmSeq_ = 0;   // first frame after the last whole-picture change
+  int64_t seq_ = 0;             // frames analysed; the newest is seq_
+  int64_t firstSeq_ = 1;        // oldest frame the ring may compare with
+  int64_t rearmSeq_ = 0;        // first frame after the last whole-picture change
   std::vector<float> change_;   // per block: the comparison's change statistic
   std::vector<float> samples_;  // every few unmasked blocks' change, for the noise
   std::vector<float> ratios_;   // blocks' brightness ratios, for the gain

@@ -27,7 +27,9 @@ std::string outcome(const std::string& json) {
   try {
     HDSMLClient* client = HDSMLClient::initialize(config.path(), false, "");
     hdsml::GuardReport report;
-    result = client == nullptr ? "null" : hdsml::lastGuardReport(*client, report) ? "guarded" : "built";
+    result = client == nullptr                         ? "null"
+             : hdsml::lastGuardReport(*client, report) ? "guarded"
+                                                       : "built";
     HDSMLClient::destroy(client);
   } catch (const std::invalid_argument& e) {
     result = std::string(e.what());
@@ -66,7 +68,8 @@ TEST(GuardConfigurationTest, ErrorsNameTheFileTheKeyAndWhatIsWrong) {
        "P: guards.masks[0] has 2 points: a polygon needs at least 3"},
       {R"({"masks": [[[0, 0], [1, 0], [1, 1]], [[0, 0], [1.2, 0], [1, 1]]]})",
        "P: guards.masks[1][1] is outside the frame: coordinates go from 0 to 1, got 1.2, 0"},
-      {R"({"masks": [[[0, 0], [1, 0], [0, -0.01]]]})", "P: guards.masks[0][2] is outside the frame"},
+      {R"({"masks": [[[0, 0], [1, 0], [0, -0.01]]]})",
+       "P: guards.masks[0][2] is outside the frame"},
       {R"({"masks": [[[0, 0, 0], [1, 0], [1, 1]]]})",
        "P: guards.masks[0][0] must be a point [x, y] of two numbers"},
       {R"({"masks": {"a": 1}})", "P: guards.masks must be a list of polygons"},

@@ -24,7 +24,8 @@ std::string picture(const std::vector<Polygon>& polygons) {
 }
 
 TEST(BlockMaskTest, WholeFrameAndNoPolygon) {
-  EXPECT_EQ(picture({{{0, 0}, {1, 0}, {1, 1}, {0, 1}}}), "########\n########\n########\n########\n");
+  EXPECT_EQ(picture({{{0, 0}, {1, 0}, {1, 1}, {0, 1}}}),
+            "########\n########\n########\n########\n");
   EXPECT_EQ(picture({}), "........\n........\n........\n........\n");
 }
 
@@ -44,7 +45,7 @@ TEST(BlockMaskTest, PolygonsOnTheRightAndBottomEdgesReachTheLastBlocks) {
 
 TEST(BlockMaskTest, ConcaveOutlineLeavesItsNotchOut) {
   // A U: the notch between its arms, columns 8..23 of rows 0..7, stays free.
-  const Polygon u = {{0, 0},   {0.25, 0}, {0.25, 0.5}, {0.75, 0.5},
+  const Polygon u = {{0, 0},    {0.25, 0}, {0.25, 0.5}, {0.75, 0.5},
                      {0.75, 0}, {1, 0},    {1, 1},      {0, 1}};
   EXPECT_EQ(picture({u}), "##....##\n##....##\n########\n########\n");
 }

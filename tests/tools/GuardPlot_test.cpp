@@ -1,8 +1,8 @@
 // The guards' part of the replay's outputs: the CSV row of a frame's report,
 // the names of the guards that acted, and the timeline panel, drawn only when
 // there are reports.
-#include "tools/output/GuardCsv.h"
 #include "tools/output/GuardPlot.h"
+#include "tools/output/GuardCsv.h"
 
 #include <gtest/gtest.h>
 

@@ -56,7 +56,8 @@ GuardedConfig::GuardedConfig(const std::string& basePath, const std::string& gua
     pt::ptree list = guards.get_child("masks", pt::ptree());
     for (const std::vector<double>& xy : masks) {
       pt::ptree polygon;
-      for (size_t i = 0; i + 1 < xy.size(); i += 2) polygon.push_back({"", point(xy[i], xy[i + 1])});
+      for (size_t i = 0; i + 1 < xy.size(); i += 2)
+        polygon.push_back({"", point(xy[i], xy[i + 1])});
       list.push_back({"", polygon});
     }
     guards.put_child("masks", list);

@@ -70,8 +70,8 @@ cv::Mat renderGuardPanel(const std::vector<ReplayRecord>& records, int width, in
     const ReplayRecord& r = records[i];
     if (!r.guard) continue;
     const int x0 = timeX(double(r.timestampMs));
-    const int x1 = std::max(x0 + 1, i + 1 < records.size() ? timeX(double(records[i + 1].timestampMs))
-                                                           : timeX(endMs));
+    const int x1 = std::max(
+        x0 + 1, i + 1 < records.size() ? timeX(double(records[i + 1].timestampMs)) : timeX(endMs));
     const hdsml::GuardReport& g = *r.guard;
     const double ratio = g.neededArea > 0 ? double(g.largestRegion) / g.neededArea : 0.0;
     if (ratio > 0)
