@@ -10,6 +10,7 @@
 
 #include "bench/BenchFrames.h"
 #include "bench/BenchSuites.h"
+#include "motion/SceneGuards.h"
 #include "motion/motionDetector.h"
 #include "motion/vantorData.h"
 
@@ -37,6 +38,30 @@ void motionDetectorFrames(benchmark::State& state, const char* algorithm, Size s
     vantorData* out = nullptr;
     detector.getAlgoOutput(out);
     regions += static_cast<vantorList<std::pair<cv::Rect, float>>*>(out)->list.size();
+  }
+  reportAllocations(state, before, true);
+  state.counters["regions"] =
+      benchmark::Counter(double(regions), benchmark::Counter::kAvgIterations);
+}
+
+// The guarded analysis with every guard on, as the motion thread runs it in
+// place of the detector; allocations are reported as for the detector.
+void guardedFrames(benchmark::State& state, Size size) {
+  const auto& frames = motionFrames(size.width, size.height);
+  hdsml::GuardSettings settings;
+  settings.globalChange = settings.noise = settings.night = true;
+  hdsml::SceneGuards guards(settings, size.width, size.height);
+  std::vector<std::pair<cv::Rect, float>> found;
+  found.reserve(64);
+  size_t i = 0;
+  int64_t ts = 0;
+  for (int k = 0; k < 20; ++k)
+    guards.analyse(frames[i++ % frames.size()].data, 10000000, ++ts, false, found);
+  size_t regions = 0;
+  const AllocationCount before = allocationsOnThisThread();
+  for (auto _ : state) {
+    guards.analyse(frames[i++ % frames.size()].data, 10000000, ++ts, false, found);
+    regions += found.size();
   }
   reportAllocations(state, before, true);
   state.counters["regions"] =
@@ -101,6 +126,7 @@ void registerAnalysisBenchmarks() {
       benchmark::RegisterBenchmark(("analysis/" + std::string(algorithm) + "/" + s).c_str(),
                                    motionDetectorFrames, algorithm, size);
     }
+    benchmark::RegisterBenchmark(("analysis/guarded/" + s).c_str(), guardedFrames, size);
     benchmark::RegisterBenchmark(("peer/analysis/absdiff/" + s).c_str(), absdiffPipeline, size);
     benchmark::RegisterBenchmark(("peer/analysis/MOG2/" + s).c_str(),
                                  [](benchmark::State& state, Size sz) {

@@ -18,6 +18,7 @@
 #include "client/FusedIntake.h"
 #include "client/HDSMLClient.h"
 #include "frames/KernelPath.h"
+#include "motion/SceneGuards.h"
 #include "motion/motionDetector.h"
 #include "tests/support/YuvPlanes.h"
 
@@ -130,6 +131,37 @@ void addAnalysisKernels(std::vector<Kernel>& kernels) {
   }
 }
 
+// The guarded analysis with every guard on, beside "FrameDiff" and
+// "FrameDiffLowLight" above: the same frames, its ring filled beforehand, in
+// normal light (analysis/guarded/SIZE/PATH) and in low light under the night
+// rule (analysis/guarded-lowlight/SIZE/PATH). PATH is that of its block sums.
+void addGuardedKernels(std::vector<Kernel>& kernels) {
+  for (bool lowLight : {false, true}) {
+    for (Size size : {Size{320, 240}, Size{640, 480}}) {
+      for (KernelPath path : {KernelPath::kVector, KernelPath::kPlain}) {
+        hdsml::GuardSettings settings;
+        settings.globalChange = settings.noise = settings.night = true;
+        auto guards = std::make_shared<hdsml::SceneGuards>(settings, size.width, size.height);
+        auto regions = std::make_shared<std::vector<std::pair<cv::Rect, float>>>();
+        auto prepare = [guards, regions, path, size, lowLight] {
+          const auto& frames = motionFrames(size.width, size.height);
+          guards->setKernelPath(path);
+          for (int k = 0; k < 15; ++k)
+            guards->analyse(frames[k % frames.size()].data, 10000000, k, lowLight, *regions);
+          return int(frames.size());
+        };
+        const std::string name = lowLight ? "analysis/guarded-lowlight/" : "analysis/guarded/";
+        kernels.push_back({name + sizeName(size) + "/" + pathName(path), prepare,
+                           [guards, regions, size, lowLight] {
+                             int64_t ts = 100;
+                             for (const cv::Mat& frame : motionFrames(size.width, size.height))
+                               guards->analyse(frame.data, 10000000, ++ts, lowLight, *regions);
+                           }});
+      }
+    }
+  }
+}
+
 // A mark for qemu-thread-insns.c.
 void mark(bool marks, long id) {
   if (marks) syscall(SYS_write, -1L, nullptr, id);
@@ -141,6 +173,7 @@ int runCallgrindKernels(const std::string& only, bool marks) {
   std::vector<Kernel> all, kernels;
   addIntakeKernels(all);
   addAnalysisKernels(all);
+  addGuardedKernels(all);
   for (Kernel& kernel : all)
     if (kernel.name.compare(0, only.size(), only) == 0) kernels.push_back(std::move(kernel));
   // Frames are decoded and converted before any kernel runs, so that

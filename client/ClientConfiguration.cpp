@@ -1,5 +1,7 @@
 #include "client/ClientConfiguration.h"
 
+#include "client/GuardConfiguration.h"
+
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
@@ -127,5 +129,6 @@ ClientConfiguration readClientConfiguration(const char* path) {
   ClientConfiguration result;
   result.motionResW = readMotionResolution(config, "vantor.motionResW", path);
   result.motionResH = readMotionResolution(config, "vantor.motionResH", path);
+  result.guards = hdsml::readGuardSettings(config, path);
   return result;
 }

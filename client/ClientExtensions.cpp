@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "client/FusedIntake.h"
+#include "motion/SceneGuards.h"
 
 ClientExtensions::ClientExtensions() = default;
 ClientExtensions::~ClientExtensions() = default;

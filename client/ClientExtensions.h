@@ -17,6 +17,9 @@
 
 class FusedIntake;
 class HDSMLClient;
+namespace hdsml {
+class SceneGuards;
+}
 
 struct ClientExtensions {
   ClientExtensions();
@@ -26,6 +29,9 @@ struct ClientExtensions {
 
   KernelPath intakePath = KernelPath::kPlain;  // camera thread, between frames
   std::unique_ptr<FusedIntake> fusedIntake;    // camera thread only
+  // Motion thread only (its report() from any thread); null without a
+  // "guards" object in the configuration.
+  std::unique_ptr<hdsml::SceneGuards> guards;
 };
 
 namespace hdsml {

@@ -21,6 +21,7 @@
 #include "diagnostics/Log.h"
 #include "frames/Buffer.h"
 #include "frames/MemoryPool.h"
+#include "motion/SceneGuards.h"
 #include "motion/motionDetector.h"
 
 #ifdef __ANDROID__
@@ -44,6 +45,15 @@ void readSystemProperty(const char* name, char* value) {
   if (const char* env = std::getenv(variable.c_str()))
     std::strncpy(value, env, kPropertyValueMax - 1);
 #endif
+}
+
+// One line, only for a configuration with guards: which run and how they are set.
+void announceGuards(const hdsml::GuardSettings& g) {
+  hdsml::logPrintf(
+      "[HDSMLClient] Scene guards:%s%s%s sensitivity %g, smallest region %g%% of the frame, "
+      "%zu masks\n",
+      g.globalChange ? " globalChange" : "", g.noise ? " noise" : "", g.night ? " night" : "",
+      g.sensitivity, g.minRegionArea, g.masks.size());
 }
 
 }  // namespace
@@ -128,6 +138,11 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
   ClientExtensions& extensions = hdsml::attachExtensions(this);
   extensions.fusedIntake = std::make_unique<FusedIntake>();
   extensions.intakePath = chooseIntakePath(defaultKernelPath(), debugEnabled);
+  if (config.guards) {
+    extensions.guards =
+        std::make_unique<hdsml::SceneGuards>(*config.guards, motionResW, motionResH);
+    announceGuards(*config.guards);
+  }
   framePool = std::make_unique<MemoryPool>(2, motionResW, motionResH);
   frameQueue = std::make_unique<Buffer>();
 

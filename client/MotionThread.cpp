@@ -2,12 +2,15 @@
 #include <ctime>
 
 #include "client/HDSMLClient.h"
+#include "client/ClientExtensions.h"
+#include "client/GuardedAnalysis.h"
 #include "client/camera_metadata.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
 #include "diagnostics/Log.h"
 #include "frames/Buffer.h"
 #include "frames/FrameData.h"
+#include "motion/SceneGuards.h"
 #include "motion/motionDetector.h"
 #include "motion/vantorData.h"
 
@@ -20,6 +23,9 @@ constexpr double kMotionRatio = 0.8;
 }  // namespace
 
 void HDSMLClient::lookForMotion() {
+  // Attached by the constructor before this thread started; null without guards.
+  const ClientExtensions* extensions = hdsml::findExtensions(this);
+  hdsml::SceneGuards* guards = extensions != nullptr ? extensions->guards.get() : nullptr;
   for (;;) {
     {
       std::unique_lock<std::mutex> lock(stateMutex);
@@ -33,6 +39,7 @@ void HDSMLClient::lookForMotion() {
       paused = false;
       detector->clear();
       motionFilter->clear();
+      if (guards != nullptr) guards->restart();
     }
     if (frame == nullptr) continue;
 
@@ -41,8 +48,19 @@ void HDSMLClient::lookForMotion() {
       frame->decRef();
       continue;
     }
+    const int lightBefore = normalLight;
     switchLightMode(frame->lightMode);
-    analyse(*frame);
+    if (guards == nullptr) {
+      analyse(*frame);
+    } else {
+      // The guards keep their own ring across a switch, and the new filter
+      // starts from the latest votes rather than from nothing.
+      if (normalLight != lightBefore) {
+        guards->refill(*motionFilter);
+        guards->noteLightSwitch();
+      }
+      hdsml::analyseGuarded(*this, *frame, *guards);
+    }
     frame->decRef();
   }
 

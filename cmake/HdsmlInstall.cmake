@@ -2,7 +2,8 @@
 #   P/lib*/libhdsml.so.0.1.0, libhdsml.so.0       (component runtime)
 #   P/lib*/libhdsml.so, P/include/hdsml/...,      (component dev)
 #     P/lib*/cmake/hdsml/, P/lib*/pkgconfig/hdsml.pc
-#   P/bin/hds-*, P/share/hdsml/hdsml-default.json (component tools, tools/)
+#   P/bin/hds-*, P/share/hdsml/hdsml-default.json and hdsml-guarded.json (component
+#   tools, tools/)
 # Nothing in it names the build machine's paths: the CMake package finds its
 # dependencies with find_dependency, hdsml.pc finds its prefix from its own
 # place, and the programs find the library relative to themselves, so the

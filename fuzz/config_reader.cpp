@@ -1,7 +1,8 @@
 // Fuzzes the configuration reader with arbitrary file content. Whatever the
 // bytes, a client is built (with a motion resolution the library accepts) or
 // one of the exceptions the README lists escapes; anything else, a crash, a
-// hang or another exception, is a finding.
+// hang or another exception, is a finding. The seeds include "guards" objects
+// (masks, numbers out of range, unknown keys), whose reader is fuzzed alike.
 #include <unistd.h>
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
@@ -12,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "client/GuardedAnalysis.h"
 #include "client/HDSMLClient.h"
 
 namespace {
@@ -41,6 +43,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (client == nullptr) std::abort();
     for (const int side : {client->motionResW, client->motionResH})
       if (side < 2 || side > 4096 || side % 2 != 0) std::abort();
+    // With a "guards" object, whatever its masks and numbers, the guards run
+    // and report with a light mode the motion thread knows.
+    hdsml::GuardReport report;
+    if (hdsml::lastGuardReport(*client, report) && report.lightMode != 1) std::abort();
     HDSMLClient::destroy(client);
   } catch (const pt::json_parser_error&) {
   } catch (const pt::ptree_bad_path&) {

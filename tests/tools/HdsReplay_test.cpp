@@ -337,3 +337,35 @@ TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
 }
 
 }  // namespace
+
+namespace {
+
+// Scene guards from the command line: settings merged into the configuration,
+// their report per frame in --guard-csv and under the timeline, and a mask
+// over the whole frame that leaves nothing to see.
+TEST_F(HdsReplayTest, GuardsFromTheCommandLineReportEveryFrameAndMasksHideWhatIsInside) {
+  const RunResult guarded =
+      replayClip({"--guard", "noise=true", "--guard", "sensitivity=60", "--guard-csv",
+                  path("guards.csv"), "--plot", path("guarded.png")});
+  const std::string csv = slurp(path("guards.csv"));
+  EXPECT_EQ(csv.rfind("frame,timestamp_ms,compared,voted,vote,moved_area,", 0), 0u) << csv;
+  EXPECT_NE(csv.find(",1,1,1,"), std::string::npos) << "a frame that voted motion";
+  bool motion = false;
+  for (const Row& row : guarded.rows) motion = motion || row.at("status") == "0";
+  EXPECT_TRUE(motion);
+  replayClip({"--plot", path("plain.png")});
+  EXPECT_GT(cv::imread(path("guarded.png")).rows, cv::imread(path("plain.png")).rows);
+
+  const RunResult masked = replayClip({"--mask", "0,0,1,0,1,1,0,1"});
+  for (const Row& row : masked.rows) EXPECT_NE(row.at("status"), "0") << row.at("frame");
+
+  const RunResult bad = run({"--guard", "masks=1", path("clip")});
+  EXPECT_EQ(bad.status, 2);
+  EXPECT_NE(bad.err.find("masks go with --mask"), std::string::npos) << bad.err;
+  const RunResult refused = run({"--guard", "sensitivity=101", "--no-progress", path("clip")});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("guards.sensitivity is out of range"), std::string::npos)
+      << refused.err;
+}
+
+}  // namespace

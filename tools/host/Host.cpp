@@ -4,6 +4,7 @@
 #include <cmath>
 #include <mutex>
 
+#include "client/GuardedAnalysis.h"
 #include "conditioning/Filter.h"
 #include "tools/host/ClientView.h"
 
@@ -77,6 +78,9 @@ void Host::takeVerdict(ReplayRecord& r) const {
   r.rects = lastRectangles(client_);
   r.rectsKnown = true;
   r.vote = r.rects.empty() ? 0 : 1;
+  hdsml::GuardReport guard;
+  if (hdsml::lastGuardReport(*client_, guard) && guard.frameTimestamp == r.timestampMs)
+    r.guard = guard;
 }
 
 // As the facade does: a decision made on a frame older than the last state

@@ -17,6 +17,7 @@
 #include "tools/evaluation/Scores.h"
 #include "tools/evaluation/Truth.h"
 #include "tools/host/ConfigFile.h"
+#include "tools/host/GuardedConfig.h"
 #include "tools/host/Facade.h"
 #include "tools/host/FrameLog.h"
 #include "tools/host/Host.h"
@@ -31,6 +32,7 @@
 #include "tools/input/RawGeometry.h"
 #include "tools/input/ScreenOverlay.h"
 #include "tools/output/CsvWriter.h"
+#include "tools/output/GuardCsv.h"
 #include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
 #include "tools/output/ReplaySummary.h"
@@ -129,6 +131,11 @@ int Replayer::run() {
                                                      : std::string();
   const double fps = frameRate(o, input.source());
   const ConfigFile config(o);
+  const std::unique_ptr<GuardedConfig> guarded =
+      o.guardsPath.empty() && o.masks.empty() && o.guardKeys.empty()
+          ? nullptr
+          : std::make_unique<GuardedConfig>(config.path(), o.guardsPath, o.masks, o.guardKeys);
+  const std::string& configPath = guarded ? guarded->path() : config.path();
   if (o.absenceMs >= 0) ::setenv("PERSIST_HDS_CV_ABSENCE", std::to_string(o.absenceMs).c_str(), 1);
   const ReplayPlan plan =
       planReplay(o, input.source().frameCount(), fps,
@@ -152,7 +159,7 @@ int Replayer::run() {
   if (plan.plannedTotal >= 0) warnUnreached(plan, plan.plannedTotal);
 
   StdoutRedirect libraryOutput(o.libraryLog);
-  Facade det(config.path(), o.debug);
+  Facade det(configPath, o.debug);
   const cv::Size motionRes(det.client()->motionResW, det.client()->motionResH);
   const long long absenceThresholdMs = det.client()->absenceThreshold;
   FrameLog log(o, plan, det.client(), motionRes);
@@ -175,6 +182,7 @@ int Replayer::run() {
     for (const ReplayRecord& r : log.records()) csv->write(r);
     csv->close();
   }
+  if (!o.guardCsvPath.empty()) writeGuardCsv(o.guardCsvPath, log.records());
   log.closeAnnotations();
   RunFacts facts;
   facts.kind = input.source().kind();

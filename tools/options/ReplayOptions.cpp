@@ -51,6 +51,15 @@ Input and detector
                         above 14.99 is normal light, at or below 13.4 low light
                         (so with E in nanoseconds, 1/15 s separates the two)
   --debug               initialize() the library with its debug output on
+  --guards FILE         merge the "guards" object of FILE (or FILE itself, a
+                        bare guards object) into the configuration: scene
+                        guards, see docs/tuning.md
+  --mask X,Y,X,Y,...    a mask polygon of at least 3 points in frame-relative
+                        coordinates (0 to 1, origin top left); repeat for more.
+                        Adds to the guards' "masks" (and turns the guards on)
+  --guard KEY=VALUE     set one key of the guards object (sensitivity=70,
+                        noise=true, minRegionArea=0.5); repeat for more. With
+                        hds-grid: --vary guard=sensitivity=30,sensitivity=70
 
 Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
   --raw WxH             INPUT holds raw frames of this size: one file of frames
@@ -139,6 +148,9 @@ Truth and scores
   --scores FILE         the scores as JSON
 
 Output
+  --guard-csv FILE      with guards: one row per analysed frame of what they did
+                        (moved and needed area, which guard acted, light
+                        mode, measured noise, threshold, gain, lag)
   --csv FILE            one row per frame: frame, timestamp_ms, state, status,
                         status_name, confidence, report_ts, motion_detected,
                         motion_score, vote, rect_count, rects, processed,
@@ -215,6 +227,22 @@ long long parseInteger(const std::string& option, const std::string& text, long 
   return v;
 }
 
+// "x,y,x,y,x,y...": at least three points, each coordinate from 0 to 1.
+std::vector<double> parseMask(const std::string& option, const std::string& text) {
+  std::vector<double> xy;
+  size_t start = 0;
+  for (;;) {
+    const size_t comma = text.find(',', start);
+    xy.push_back(parseNumber(option, text.substr(start, comma - start), 0.0, 1.0));
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  if (xy.size() % 2 != 0 || xy.size() < 6)
+    throw UsageError(option + ": '" + text +
+                     "' is not a polygon: give at least 3 points as x,y,x,y,x,y");
+  return xy;
+}
+
 TimeSpec parseTime(const std::string& option, const std::string& text) {
   try {
     return TimeSpec::parse(text, option);
@@ -260,6 +288,17 @@ using OptionHandler = std::function<void(const std::string&, const std::string&)
 std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
   return {
       {"--config", [&](auto&, auto& v) { o.configPath = v; }},
+      {"--guards", [&](auto&, auto& v) { o.guardsPath = v; }},
+      {"--mask", [&](auto& opt, auto& v) { o.masks.push_back(parseMask(opt, v)); }},
+      {"--guard",
+       [&](auto& opt, auto& v) {
+         const size_t eq = v.find('=');
+         if (eq == std::string::npos || eq == 0 || eq + 1 == v.size() ||
+             v.compare(0, eq, "masks") == 0)
+           throw UsageError(opt + ": '" + v +
+                            "' is not KEY=VALUE (sensitivity=70); masks go with --mask");
+         o.guardKeys.emplace_back(v.substr(0, eq), v.substr(eq + 1));
+       }},
       {"--motion-res",
        [&](auto& opt, auto& v) {
          std::tie(o.motionWidth, o.motionHeight) = parseSize(opt, v, 4096);
@@ -370,6 +409,7 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
          std::tie(o.scene.screen->rawWidth, o.scene.screen->rawHeight) = parseSize(opt, v, 1 << 16);
        }},
       {"--csv", [&](auto&, auto& v) { o.csvPath = v; }},
+      {"--guard-csv", [&](auto&, auto& v) { o.guardCsvPath = v; }},
       {"--plot", [&](auto&, auto& v) { o.plotPath = v; }},
       {"--annotate", [&](auto&, auto& v) { o.annotatePath = v; }},
       {"--save-dump", [&](auto&, auto& v) { o.saveDumpPath = v; }},

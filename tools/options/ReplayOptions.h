@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/YuvFrame.h"
@@ -30,6 +31,10 @@ const char* paceName(Pace pace);
 struct ReplayOptions {
   std::string input;       // video file, folder of images, or camera dump
   std::string configPath;  // empty: the default configuration
+  std::string guardsPath;  // --guards: a "guards" object merged into the configuration
+  std::vector<std::vector<double>> masks;  // --mask: polygons as x, y, x, y, ...
+  std::vector<std::pair<std::string, std::string>> guardKeys;  // --guard KEY=VALUE
+  std::string guardCsvPath;  // --guard-csv: the guards' report of every frame
   int motionWidth = 0;     // 0: as the configuration says
   int motionHeight = 0;
   hdsml::YuvLayout layout = hdsml::YuvLayout::NV21;

@@ -10,6 +10,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "motion/GuardReport.h"
+
 namespace hdsreplay {
 
 // The facade's status codes.
@@ -51,6 +53,9 @@ struct ReplayRecord {
   std::optional<int64_t> sinceMotionMs;
 
   double detectUs = 0.0;  // wall time of the detect() call
+
+  // What the scene guards made of this frame, when the replay runs them (lockstep).
+  std::optional<hdsml::GuardReport> guard;
 };
 
 // The records with every timestamp counted from the first frame's, as the

@@ -7,6 +7,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "tools/options/StateScript.h"
+#include "tools/output/GuardPlot.h"
 #include "tools/output/ReplaySummary.h"
 
 namespace hdsreplay {
@@ -339,7 +340,13 @@ class TimelinePainter {
 
 cv::Mat renderTimeline(const std::vector<ReplayRecord>& records, const TimelineInfo& info) {
   const std::vector<ReplayRecord> fromStart = fromFirstFrame(records);
-  return TimelinePainter(fromStart, info).paint();
+  cv::Mat timeline = TimelinePainter(fromStart, info).paint();
+  // With scene guards, their panel under the timeline, on the same time axis.
+  const double endMs =
+      fromStart.empty() ? 1000.0 : fromStart.back().timestampMs + 1000.0 / info.fps;
+  const cv::Mat guards = renderGuardPanel(fromStart, timeline.cols, kLeft, kRight, endMs);
+  if (!guards.empty()) cv::vconcat(timeline, guards, timeline);
+  return timeline;
 }
 
 }  // namespace hdsreplay

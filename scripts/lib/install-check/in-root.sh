@@ -70,6 +70,8 @@ consumers() {
   build-cmake/consumer "$config" "$frames" | tee consumer.out
   expect '^consumer: motion reported' "$(cat consumer.out)"
   expect '^consumer: absence reported' "$(cat consumer.out)"
+  # The preset recommended for new integrations sits beside the default.
+  expect '"guards"' "$(cat "${prefix:-/usr}/share/hdsml/hdsml-guarded.json")"
   switch=$(sed -n 's/.*DETECT_ABSENCE from frame \([0-9]*\).*/\1/p' consumer.out)
 
   step "consumer built with pkg-config hdsml${prefix:+ (PKG_CONFIG_PATH=$PKG_CONFIG_PATH)}"

@@ -1,0 +1,24 @@
+// The motion thread's analysis of one frame when the client runs scene guards:
+// the guards instead of the motion detector, the same vote filter, motion
+// status and output record as without them. Motion thread only.
+#pragma once
+
+#include "hdsml_export.h"
+#include "motion/GuardReport.h"
+
+class FrameData;
+class HDSMLClient;
+
+namespace hdsml {
+
+class SceneGuards;
+
+// A frame that casts no vote (compared across a whole-picture change) leaves
+// the filter as it is; its decision is the filter's as it stands.
+void analyseGuarded(HDSMLClient& client, FrameData& frame, SceneGuards& guards);
+
+// The guards' report on the client's last analysed frame, for the replay
+// tools; false (and `out` untouched) for a client without guards. Any thread.
+HDSML_EXPORT bool lastGuardReport(const HDSMLClient& client, GuardReport& out);
+
+}  // namespace hdsml
