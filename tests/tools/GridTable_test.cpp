@@ -45,7 +45,7 @@ TEST(GridTableTest, ScoresFailuresAndClipsWithoutTruthInTheTableAndTheCsv) {
   ASSERT_EQ(csv.size(), 4u);
   EXPECT_EQ(csv[1],
             "walk,motion-res=160x120,0,100,3,2,1,0.9 miss,3,1.250,0,0.000,5.000,never,0,0.000,71.2,"
-            "99.9");
+            "99.9,0,0");
   EXPECT_EQ(csv[2].rfind("walk,\"states=0:motion,9s:absence\",1,", 0), 0u);  // quoted
   const auto commas = [](const std::string& l) { return std::count(l.begin(), l.end(), ','); };
   EXPECT_EQ(commas(csv[3]), commas(csv[0]));  // no truth: empty score cells, all there

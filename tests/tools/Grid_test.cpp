@@ -65,6 +65,36 @@ TEST(GridOptionsTest, EveryCombinationOfTheAxesAndClipsFromAFile) {
   EXPECT_THROW(parseClips("walk data/vtest.avi\n", "c"), UsageError);  // no truth column
 }
 
+TEST(GridOptionsTest, NamedSettingsSideBySideWithOptionsForOneOfThemOnAClipsLine) {
+  std::ofstream(temp("named.txt"))
+      << "screen a.nv21 t.csv --raw 64x48 @guarded --mask 0,0,1,0,1,1 @other --noise 1\n"
+         "walk b.nv21 - --raw 64x48\n";
+  const GridOptions o =
+      parse({"--clips", temp("named.txt"), "--setting", "default", "--setting",
+             "guarded=--config g.json  --absence-ms 3000", "--vary", "motion-res=none,160x120"});
+  EXPECT_EQ(o.clips[0].args, (std::vector<std::string>{"--raw", "64x48"}));
+  EXPECT_EQ(o.clips[0].settingArgs.at("guarded"),
+            (std::vector<std::string>{"--mask", "0,0,1,0,1,1"}));
+  EXPECT_EQ(o.clips[0].settingArgs.at("other"), (std::vector<std::string>{"--noise", "1"}));
+  EXPECT_TRUE(o.clips[1].settingArgs.empty());
+  const std::vector<Setting> s = gridSettings(o.axes, o.named);
+  ASSERT_EQ(s.size(), 4u);  // the named settings vary slowest
+  EXPECT_EQ(s[0].name, "default motion-res=none");
+  EXPECT_TRUE(s[0].args.empty());
+  EXPECT_EQ(s[3].name, "guarded motion-res=160x120");
+  EXPECT_EQ(s[3].named, "guarded");
+  EXPECT_EQ(s[3].args, (std::vector<std::string>{"--config", "g.json", "--absence-ms", "3000",
+                                                 "--motion-res", "160x120"}));
+  const std::vector<Setting> plain = gridSettings({}, o.named);
+  ASSERT_EQ(plain.size(), 2u);
+  EXPECT_EQ(plain[0].name, "default");  // named as given, without axes
+  EXPECT_EQ(plain[1].name, "guarded");
+
+  EXPECT_THROW(parse({"--setting", "=--noise 3", "a"}), UsageError);
+  EXPECT_THROW(parse({"--setting", "two words=--noise 3", "a"}), UsageError);
+  EXPECT_THROW(parse({"--setting", "x", "--setting", "x=--noise 2", "a"}), UsageError);
+}
+
 TEST(ProcessPoolTest, RunsJobsSideBySideAndReportsHowEachEnded) {
   const std::string flag = temp("flag");
   fs::remove(flag);
@@ -130,6 +160,41 @@ TEST(HdsGridTest, TwoThresholdsOverAClipReportAbsenceOneSecondApart) {
   EXPECT_EQ(slurp(dir + "/out/scorecard.txt").find("detect()"), std::string::npos);
   EXPECT_FALSE(cv::imread(dir + "/out/grid.png").empty());
   EXPECT_TRUE(fs::exists(dir + "/out/cells/1-square-2.csv"));
+  fs::remove_all(dir);
+}
+
+TEST(HdsGridTest, NamedSettingsGetTheirOwnOptionsFromTheClipsLine) {
+  // The same clip under two named settings; the clip's line gives the second a
+  // shorter absence threshold of its own, one second shorter.
+  const std::string dir = temp("named_run");
+  fs::create_directories(dir + "/clip");
+  const hdsml::SyntheticScene scene(160, 120);
+  for (int i = 0; i < 30; ++i)
+    cv::imwrite(dir + cv::format("/clip/frame_%04d.png", i), scene.moving(i, 24, 6));
+  std::ofstream(dir + "/truth.csv") << "start,end,label\n0,3s,moving\n";
+  std::ofstream(dir + "/clips.txt") << "square " << dir << "/clip " << dir
+                                    << "/truth.csv --hold-last 6s @quick --absence-ms 1000\n";
+  const std::string command = std::string(HDS_GRID_COMMAND) + " --clips " + dir +
+                              "/clips.txt --setting 'slow=--absence-ms 2000' --setting quick "
+                              "--jobs 2 --replay '" +
+                              HDS_REPLAY_COMMAND + "' --out " + dir +
+                              "/out -- --fps 10 --motion-res 160x120 --states "
+                              "0:motion,3s:absence --absence-ms 5000 >" +
+                              dir + "/stdout 2>&1";
+  const int status = std::system(command.c_str());
+  ASSERT_EQ(WEXITSTATUS(status), 0) << slurp(dir + "/stdout");
+  std::stringstream table(slurp(dir + "/out/table.csv"));
+  std::vector<std::vector<std::string>> rows;
+  for (std::string line; std::getline(table, line);) {
+    std::vector<std::string> cells;
+    std::stringstream in(line);
+    for (std::string cell; std::getline(in, cell, ',');) cells.push_back(cell);
+    rows.push_back(cells);
+  }
+  ASSERT_EQ(rows.size(), 3u);
+  EXPECT_EQ(rows[1][1], "slow");
+  EXPECT_EQ(rows[2][1], "quick");
+  EXPECT_DOUBLE_EQ(std::stod(rows[1][13]) - std::stod(rows[2][13]), 1.0);
   fs::remove_all(dir);
 }
 

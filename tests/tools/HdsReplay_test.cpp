@@ -225,6 +225,82 @@ TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
   EXPECT_EQ(bright.rows[30].at("window_length"), "12");
 }
 
+TEST_F(HdsReplayTest, StagedRoomsReachTheDetectorExposuresIncluded) {
+  // Auto-exposure settling from 10 ms to 100 ms over 5 frames from frame 20:
+  // 15.8, 25.1, 39.8, 63.1, then 100 ms. The metadata follows, and the library
+  // reads low light once the mean of the last 30 light levels (1e9/E: 100
+  // before, then 63.1, 39.8, 25.1, 15.8, 10) is at most 13.4: from frame 50,
+  // whose window no longer holds frame 20. A step to 100 ms gets there at 48.
+  const RunResult settled = replayClip({"--exposure-settle", "20:10:5"});
+  ASSERT_GT(settled.rows.size(), 60u);
+  EXPECT_EQ(settled.rows[49].at("window_length"), "12");
+  EXPECT_EQ(settled.rows[50].at("window_length"), "5");
+  const RunResult stepped = replayClip({"--exposure-step", "20:10"});
+  EXPECT_EQ(stepped.rows[47].at("window_length"), "12");
+  EXPECT_EQ(stepped.rows[48].at("window_length"), "5");
+  // The picture brightens with it; a light switch alone leaves the exposure.
+  EXPECT_EQ(replayClip({"--light-switch", "20:10"}).rows[60].at("window_length"), "12");
+
+  // A still scene with a screen playing the moving clip in its right half:
+  // motion, and none once the screen is gone from view (a clean still scene).
+  const RunResult screen =
+      replayClip({"--frames", "1", "--hold-last", "4s", "--noise", "0", "--states", "0:motion",
+                  "--screen", path("clip") + ":0.5,0,0.5,1"});
+  const RunResult plain =
+      replayClip({"--frames", "1", "--hold-last", "4s", "--noise", "0", "--states", "0:motion"});
+  const auto motionFrames = [](const RunResult& r) {
+    long n = 0;
+    for (const Row& row : r.rows) n += row.at("motion_detected") == "1";
+    return n;
+  };
+  EXPECT_GT(motionFrames(screen), 10);
+  EXPECT_EQ(motionFrames(plain), 0);
+  const RunResult noScreen =
+      run({"--screen", path("none.avi") + ":0,0,0.5,0.5", "--no-progress", path("clip")});
+  EXPECT_EQ(noScreen.status, 1);
+  EXPECT_NE(noScreen.err.find("--screen: no such file or folder"), std::string::npos)
+      << noScreen.err;
+}
+
+TEST_F(HdsReplayTest, AStagedSceneSavedAsACameraDumpReplaysAsItWasStaged) {
+  // Light switched on at frame 10 with auto-exposure answering, noise on every
+  // sample, a screen, held frames before and after: saved with its camera log,
+  // then replayed as a camera's own footage, without a probe.
+  const std::vector<std::string> staged = {"--hold-first",      "10",
+                                           "--brightness-ramp", "0.4:0.4",
+                                           "--exposure",        "16000000",
+                                           "--light-switch",    "10:4",
+                                           "--exposure-settle", "11:0.625:8",
+                                           "--sensor-noise",    "3",
+                                           "--screen",          path("clip") + ":0,0.7,0.3,0.3",
+                                           "--layout",          "nv12",
+                                           "--row-padding",     "4"};
+  std::vector<std::string> saving = staged;
+  saving.insert(saving.end(), {"--save-dump", path("staged.nv12")});
+  const RunResult original = replayClip(saving);
+  EXPECT_NE(original.out.find("camera dump       " + path("staged.nv12")), std::string::npos)
+      << original.out;
+  const std::string log = slurp(path("staged.csv"));
+  EXPECT_EQ(log.rfind("timestamp_ms,exposure_ns,lens_moving\n0,16000000,0\n", 0), 0u) << log;
+  EXPECT_NE(log.find("\n1000,16000000,0\n1100,15087073,0\n"), std::string::npos) << log;
+  EXPECT_NE(log.find("\n1800,10000000,0\n"), std::string::npos);
+  const RunResult dump =
+      replayClip({"--raw", "160x120", "--row-padding", "4", "--hold-last", "0"}, "staged.nv12");
+  ASSERT_EQ(dump.rows.size(), original.rows.size());
+  EXPECT_EQ(dump.rows, original.rows);
+
+  // The input and its log are never written over.
+  const RunResult self = run({"--raw", "160x120", "--row-padding", "4", "--no-progress",
+                              "--save-dump", path("staged.nv12"), path("staged.nv12")});
+  EXPECT_EQ(self.status, 1);
+  EXPECT_NE(self.err.find("is the replay's own input or camera log"), std::string::npos)
+      << self.err;
+  EXPECT_EQ(slurp(path("staged.csv")), log);
+  const RunResult folder = run({"--save-dump", path("out_dir"), "--no-progress", path("clip")});
+  EXPECT_EQ(folder.status, 1);
+  EXPECT_NE(folder.err.find("must end in .nv21"), std::string::npos) << folder.err;
+}
+
 TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
   fs::create_directories(path("empty"));
   fs::create_directories(path("broken"));

@@ -95,6 +95,10 @@ TEST_F(ScoresTest, LatencyMissesFalseMotionAndAbsenceAgainstTwoMovingIntervals) 
   EXPECT_DOUBLE_EQ(*s.absenceLatencyS, 1.0);
   EXPECT_EQ(s.absenceErrors, 1);
   EXPECT_NEAR(s.absenceErrorS, 0.3, 1e-9);
+  // Inside the moving intervals (frames 10-29, 40-49, 80-84): filtered motion
+  // on frames 19-29 only.
+  EXPECT_EQ(s.movingFrames, 35);
+  EXPECT_EQ(s.movingMotionFrames, 11);
 
   const std::string text = s.format();
   EXPECT_NE(text.find("4.0 s to 5.0 s: MISSED"), std::string::npos) << text;
@@ -107,6 +111,11 @@ TEST_F(ScoresTest, LatencyMissesFalseMotionAndAbsenceAgainstTwoMovingIntervals) 
       << json;
   EXPECT_NE(json.find("\"latency_s\": null}"), std::string::npos);
   EXPECT_NE(json.find("\"absence_errors\": 1,"), std::string::npos);
+  EXPECT_NE(json.find("\"moving_frames\": 35,\n  \"moving_motion_frames\": 11\n}"),
+            std::string::npos);
+  EXPECT_NE(text.find("motion on         11 of 35 frames inside moving intervals (31 %)"),
+            std::string::npos)
+      << text;
   EXPECT_EQ(s.marks()[1].label, "moving: MISSED");
   EXPECT_TRUE(s.marks()[1].missed);
 }

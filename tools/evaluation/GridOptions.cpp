@@ -188,7 +188,7 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
   }
   for (const std::string& input : inputs) {
     const std::string name = std::filesystem::path(input).filename().string();
-    o.clips.push_back({name.empty() ? input : name, input, truth, {}});
+    o.clips.push_back({name.empty() ? input : name, input, truth, {}, {}});
   }
   if (o.clips.empty()) throw UsageError("no clips given (CLIP... or --clips FILE)");
   return o;

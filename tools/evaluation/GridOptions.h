@@ -39,7 +39,7 @@ struct Setting {
 struct GridOptions {
   std::vector<Clip> clips;
   std::vector<Axis> axes;
-  std::vector<Setting> named;  // --setting NAME=OPTIONS, in order
+  std::vector<Setting> named;       // --setting NAME=OPTIONS, in order
   std::vector<std::string> common;  // hds-replay options for every replay (after --)
   std::string outDir = "out/grid";
   int jobs = 0;                            // 0: as many as there are cores

@@ -39,7 +39,7 @@ std::string gridCsv(const std::vector<GridRow>& rows) {
   std::string out =
       "clip,setting,exit,frames,moving,scored,caught,latencies_s,false_reports,false_motion_s,"
       "nuisance_reports,nuisance_motion_s,absence_threshold_s,absence_latency_s,absence_errors,"
-      "absence_error_s,detect_us_median,detect_us_p99\n";
+      "absence_error_s,detect_us_median,detect_us_p99,moving_frames,moving_motion_frames\n";
   for (const GridRow& r : rows) {
     out += field(r.clip) + "," + field(r.setting) + "," + std::to_string(r.exitStatus) + "," +
            std::to_string(r.frames) + ",";
@@ -54,7 +54,10 @@ std::string gridCsv(const std::vector<GridRow>& rows) {
     } else {
       out += ",,,,,,,,,,,,";
     }
-    out += fixed(r.detectMedianUs) + "," + fixed(r.detectP99Us) + "\n";
+    out += fixed(r.detectMedianUs) + "," + fixed(r.detectP99Us) + ",";
+    out += r.scores ? std::to_string(r.scores->movingFrames) + "," +
+                          std::to_string(r.scores->movingMotionFrames) + "\n"
+                    : ",\n";
   }
   return out;
 }

@@ -71,6 +71,10 @@ void scoreFalseMotion(const FrameTruth& t, Scores& s) {
       if (t.nuisance[i]) s.nuisanceMotionS += t.durationS[i];
     }
     if (t.moving[i] && t.r[i].status == kStatusAbsence) s.absenceErrorS += t.durationS[i];
+    if (t.moving[i]) {
+      ++s.movingFrames;
+      s.movingMotionFrames += t.r[i].processed && t.r[i].motionDetected;
+    }
   }
 }
 
@@ -212,6 +216,11 @@ std::string Scores::format() const {
   std::snprintf(buf, sizeof buf, "%ld reports while something moved; %.1f s read as ABSENCE",
                 absenceErrors, absenceErrorS);
   out += line("absence errors", buf);
+  if (movingFrames > 0) {
+    std::snprintf(buf, sizeof buf, "%ld of %ld frames inside moving intervals (%.0f %%)",
+                  movingMotionFrames, movingFrames, 100.0 * movingMotionFrames / movingFrames);
+    out += line("motion on", buf);
+  }
   return out;
 }
 
@@ -239,11 +248,13 @@ std::string Scores::json() const {
                 "  \"nuisance_reports\": %ld,\n  \"nuisance_motion_s\": %.3f,\n"
                 "  \"absence_asked\": %s,\n  \"absence_from\": \"%s\",\n"
                 "  \"absence_latency_s\": %s,\n  \"absence_errors\": %ld,\n"
-                "  \"absence_error_s\": %.3f\n}\n",
+                "  \"absence_error_s\": %.3f,\n  \"moving_frames\": %ld,\n"
+                "  \"moving_motion_frames\": %ld\n}\n",
                 moving.empty() ? "" : "\n  ", falseReports, falseMotionS, nuisanceReports,
                 nuisanceMotionS, absenceAsked ? "true" : "false",
                 absenceFromMovingEnd ? "moving_end" : "absence_state",
-                number(absenceLatencyS).c_str(), absenceErrors, absenceErrorS);
+                number(absenceLatencyS).c_str(), absenceErrors, absenceErrorS, movingFrames,
+                movingMotionFrames);
   return out + buf;
 }
 

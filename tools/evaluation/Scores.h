@@ -8,7 +8,9 @@
 // - absence: the time from the end of the last moving interval (without one,
 //   from the first frame in DETECT_ABSENCE) to the first absence report, beside
 //   the threshold; and absence reported, or read by the host, while something
-//   moves, which is an error.
+//   moves, which is an error;
+// - the share of the frames inside moving intervals on which the filter said
+//   motion: how much of a walk the detector saw.
 // The tolerance (kDefaultToleranceFrames) covers motion that has ended but is
 // still seen, up to 16 frames later (5 in low light). Plain value type.
 #pragma once
@@ -43,6 +45,8 @@ struct Scores {
   bool absenceAsked = false;         // some frame after the reference was in DETECT_ABSENCE
   bool absenceFromMovingEnd = true;  // else from the first frame in DETECT_ABSENCE
   std::optional<double> absenceLatencyS;
+  long movingFrames = 0;        // frames inside moving intervals
+  long movingMotionFrames = 0;  // of them, analysed with the filter saying motion
   long absenceErrors = 0;             // absence reports decided inside moving intervals
   double absenceErrorS = 0;           // time inside moving intervals with the host reading ABSENCE
   std::vector<TruthSpan> spans;       // the truth, nuisance included

@@ -36,6 +36,7 @@
 #include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
 #include "tools/output/ReplaySummary.h"
+#include "tools/output/SceneDumpWriter.h"
 #include "tools/output/TimelinePlot.h"
 
 namespace hdsreplay {
@@ -84,7 +85,7 @@ void warnUnreached(const ReplayPlan& plan, long total) {
 // Hands the held and input frames to the facade one at a time: each with the
 // probes applied, in the camera's layout, with what the camera logged, at its pace.
 void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& footage, Host& host,
-                  const Pacer& pacer, FrameLog& log, ProgressBar& progress) {
+                  const Pacer& pacer, FrameLog& log, ProgressBar& progress, SceneDumpWriter* dump) {
   const FrameTransform transform(plan.probes);
   std::unique_ptr<ScreenOverlay> screen = screenOverlay(o);
   hdsml::YuvFrame packed, withScreen, changed;
@@ -106,6 +107,7 @@ void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& foota
     }
     const hdsml::YuvFrame& yuv =
         transform.apply(*scene, i, footage.held(), changed) ? changed : *scene;
+    if (dump) dump->add(yuv, ts, metadata.exposureNs, metadata.lensMoving);
     pacer.waitForFrame(i);
     ReplayRecord record = host.handOver(yuv, metadata, i, ts);
     record.stillLead = footage.part() == Footage::Part::Lead;
@@ -150,6 +152,10 @@ int Replayer::run() {
   checkPicturePath(o.plotPath, "timeline");
   checkPicturePath(o.sheetPath, "contact sheet");
   checkAnnotationPath(o.annotatePath);
+  std::unique_ptr<SceneDumpWriter> dump;
+  if (!o.saveDumpPath.empty())
+    dump = std::make_unique<SceneDumpWriter>(o.saveDumpPath, o.input, cameraLog, raw, o.layout,
+                                             o.rowPadding);
   if (plan.plannedTotal >= 0) warnUnreached(plan, plan.plannedTotal);
 
   StdoutRedirect libraryOutput(o.libraryLog);
@@ -161,7 +167,8 @@ int Replayer::run() {
   Host host(det, o, plan);
   const Pacer pacer(o.pace, plan.fps);
   Footage footage(input, plan.leadFrames, plan.tailFrames);
-  replayFrames(o, plan, footage, host, pacer, log, progress);
+  replayFrames(o, plan, footage, host, pacer, log, progress, dump.get());
+  if (dump) dump->close();
   log.finish();
   if (plan.plannedTotal < 0) warnUnreached(plan, static_cast<long>(log.records().size()));
   const double runSeconds = pacer.elapsedSeconds();

@@ -99,6 +99,7 @@ void printSummary(const ReplayOptions& o, const std::string& header, const Repla
            {o.plotPath, "timeline"},
            {o.annotatePath, "annotated frames"},
            {o.sheetPath, "contact sheet"},
+           {o.saveDumpPath, "camera dump"},
            {o.libraryLog == "-" ? std::string() : o.libraryLog, "library log"}}) {
     if (!path.empty()) std::printf("  %-17s %s\n", what, path.c_str());
   }

@@ -2,11 +2,12 @@
 // a global brightness ramp, a sudden exposure step or auto-exposure settling
 // over several frames (both also scale the exposure time reported in the
 // metadata), a room light switched on or off (brightness only), a switch to
-// monochrome, and sensor noise on held frames or on every frame. They work on the YUV samples that detect() gets
-// (a video's frames once packed, a camera dump's as they are), in steps that
-// give the same bytes on every CPU, so that a dump replays as the video it was
-// made from, probes included. Deterministic: the noise of frame i is seeded by
-// i, so two replays see the same pixels. One thread.
+// monochrome, and sensor noise on held frames or on every frame. They work on
+// the YUV samples that detect() gets (a video's frames once packed, a camera
+// dump's as they are), in steps that give the same bytes on every CPU, so that
+// a dump replays as the video it was made from, probes included.
+// Deterministic: the noise of frame i is seeded by i, so two replays see the
+// same pixels. One thread.
 #pragma once
 
 #include "tests/support/YuvFrame.h"
@@ -24,8 +25,8 @@ struct TransformPlan {
   int baseExposure = 0;
   long settleFrame = -1;  // -1: no auto-exposure settling
   double settleFactor = 1.0;
-  long settleFrames = 1;   // frames the settling takes to reach its factor
-  long lightFrame = -1;    // -1: the room's light never changes
+  long settleFrames = 1;  // frames the settling takes to reach its factor
+  long lightFrame = -1;   // -1: the room's light never changes
   double lightFactor = 1.0;
   double sensorNoise = -1.0;  // >= 0: noise on every frame, held ones included
 };

@@ -75,8 +75,7 @@ void ScreenOverlay::load(int frameWidth, int frameHeight) {
     InputFrames screen(source_, kMaxScreenFrames, raw_);
     while (screen.next()) {
       const SourceFrame& s = screen.last();
-      frames_.push_back(
-          scale(s.raw ? s.yuv : hdsml::packYuv(s.bgr, hdsml::YuvLayout::I420)));
+      frames_.push_back(scale(s.raw ? s.yuv : hdsml::packYuv(s.bgr, hdsml::YuvLayout::I420)));
     }
   } catch (const std::runtime_error& e) {
     throw std::runtime_error(std::string("--screen: ") + e.what());

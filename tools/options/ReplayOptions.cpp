@@ -164,6 +164,13 @@ Output
                         (hatched while stale) and state, reports marked
   --annotate PATH       annotated frames with the motion rectangles: a video when
                         PATH ends in .mp4, .avi or .mkv, else a folder of PNGs
+  --save-dump FILE.nv21  every frame handed over, exactly as detect() got it
+                        (probes, held frames and screen included), as a camera
+                        dump in the replay's layout, with its camera log FILE.csv
+                        (timestamps, the exposure times handed over, the lens):
+                        replayed with --raw WxH (and the same --row-padding or
+                        --row-stride) and no probes, it gives the same replay.
+                        Ends in .nv21, .nv12, .i420, .yv12 or .yuv
   --contact-sheet FILE.png
                         one picture with every Nth annotated frame
   --sheet-every N       N for the contact sheet (default: about 24 tiles)
@@ -399,13 +406,13 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
       {"--screen-raw",
        [&](auto& opt, auto& v) {
          if (!o.scene.screen) o.scene.screen = ScreenSpec();
-         std::tie(o.scene.screen->rawWidth, o.scene.screen->rawHeight) =
-             parseSize(opt, v, 1 << 16);
+         std::tie(o.scene.screen->rawWidth, o.scene.screen->rawHeight) = parseSize(opt, v, 1 << 16);
        }},
       {"--csv", [&](auto&, auto& v) { o.csvPath = v; }},
       {"--guard-csv", [&](auto&, auto& v) { o.guardCsvPath = v; }},
       {"--plot", [&](auto&, auto& v) { o.plotPath = v; }},
       {"--annotate", [&](auto&, auto& v) { o.annotatePath = v; }},
+      {"--save-dump", [&](auto&, auto& v) { o.saveDumpPath = v; }},
       {"--contact-sheet", [&](auto&, auto& v) { o.sheetPath = v; }},
       {"--sheet-every",
        [&](auto& opt, auto& v) {
@@ -480,7 +487,8 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
   if (o.rowStride > 0 && o.rowPadding > 0)
     throw UsageError("--row-stride and --row-padding exclude each other");
   if (o.scene.screen && o.scene.screen->source.empty())
-    throw UsageError("--screen-raw describes the frames of a --screen: give --screen SOURCE:X,Y,W,H too");
+    throw UsageError(
+        "--screen-raw describes the frames of a --screen: give --screen SOURCE:X,Y,W,H too");
   return o;
 }
 

@@ -64,13 +64,14 @@ struct ReplayOptions {
   double stepFactor = 1.0;
   bool grayscale = false;
   TimeSpec grayscaleAt;
-  SceneOptions scene;  // settling, a light switch, noise on every frame, a screen
+  SceneOptions scene;     // settling, a light switch, noise on every frame, a screen
   std::string truthPath;  // intervals of what really moved; empty: no scores
   int toleranceFrames = kDefaultToleranceFrames;
   std::string scoresPath;  // the scores as JSON
   std::string csvPath;
   std::string plotPath;
   std::string annotatePath;  // .mp4/.avi/.mkv: a video; anything else: a folder of PNGs
+  std::string saveDumpPath;  // the frames handed over, as a camera dump with its log
   std::string sheetPath;     // contact sheet PNG
   int sheetEvery = 0;        // 0: chosen so that the sheet has about 24 tiles
   std::string libraryLog;    // empty: discard the library's own output; "-": keep on stdout

@@ -43,7 +43,8 @@ double number(const std::string& option, const std::string& text, double min, do
 ExposureSettle parseExposureSettle(const std::string& option, const std::string& text) {
   const std::vector<std::string> parts = split(text, ':');
   if (parts.size() != 3)
-    throw std::invalid_argument(option + ": '" + text + "' is not of the form T:FACTOR:FRAMES (20s:0.5:8)");
+    throw std::invalid_argument(option + ": '" + text +
+                                "' is not of the form T:FACTOR:FRAMES (20s:0.5:8)");
   ExposureSettle s;
   s.at = TimeSpec::parse(parts[0], option);
   s.factor = number(option, parts[1], 0.01, 100.0);
@@ -67,7 +68,8 @@ LightSwitch parseLightSwitch(const std::string& option, const std::string& text)
 ScreenSpec parseScreen(const std::string& option, const std::string& text) {
   const size_t colon = text.rfind(':');
   const std::string form = " is not of the form SOURCE:X,Y,W,H (Megamind.avi:0.05,0.6,0.3,0.3)";
-  if (colon == std::string::npos || colon == 0) throw std::invalid_argument(option + ": '" + text + "'" + form);
+  if (colon == std::string::npos || colon == 0)
+    throw std::invalid_argument(option + ": '" + text + "'" + form);
   const std::vector<std::string> parts = split(text.substr(colon + 1), ',');
   if (parts.size() != 4) throw std::invalid_argument(option + ": '" + text + "'" + form);
   ScreenSpec s;
@@ -80,7 +82,8 @@ ScreenSpec parseScreen(const std::string& option, const std::string& text) {
   if (r.w <= 0.0 || r.h <= 0.0)
     throw std::invalid_argument(option + ": the screen needs a width and a height above 0");
   if (r.x + r.w > 1.0 || r.y + r.h > 1.0)
-    throw std::invalid_argument(option + ": the screen reaches past the frame (X+W and Y+H must be at most 1)");
+    throw std::invalid_argument(
+        option + ": the screen reaches past the frame (X+W and Y+H must be at most 1)");
   return s;
 }
 
