@@ -43,6 +43,10 @@ Grid
                           --vary motion-res=160x120,320x240,640x480
                           --vary absence-ms=3000,5000,8000
                           --vary exposure-step=none,20s:2
+                        Values that hold commas are separated by semicolons
+                        instead (quote them from the shell):
+                          --vary 'states=0:motion,5s:absence;0:motion,9s:absence'
+                        Each axis is a column of table.csv.
   -- OPTIONS            hds-replay options for every replay (--states ...)
 
 Output and running
@@ -56,6 +60,7 @@ Output and running
                         ("qemu-aarch64 build/hds-replay"); default: the one
                         beside hds-grid
   -h, --help            this text
+  --version             the version of the hdsml library
 
 Exit status: 0 when every replay ran, 1 when one failed or an output cannot be
 written, 2 on a bad command line.
@@ -82,13 +87,14 @@ std::vector<Clip> parseClips(const std::string& text, const std::string& name) {
 }
 
 std::vector<Setting> gridSettings(const std::vector<Axis>& axes) {
-  std::vector<Setting> settings = {{"", {}}};
+  std::vector<Setting> settings = {{"", {}, {}}};
   for (const Axis& axis : axes) {
     std::vector<Setting> next;
     for (const Setting& s : settings)
       for (const std::string& v : axis.values) {
         Setting more = s;
         more.name += (more.name.empty() ? "" : " ") + axis.option + "=" + v;
+        more.values.push_back(v);
         if (v != "none") more.args.insert(more.args.end(), {"--" + axis.option, v});
         next.push_back(more);
       }
@@ -96,6 +102,16 @@ std::vector<Setting> gridSettings(const std::vector<Axis>& axes) {
   }
   if (axes.empty()) settings.front().name = "default";
   return settings;
+}
+
+std::vector<std::string> splitVaryValues(const std::string& values) {
+  const char separator = values.find(';') != std::string::npos ? ';' : ',';
+  std::vector<std::string> parts = split(values, separator);
+  if (!values.empty() && values.back() == separator) parts.emplace_back();
+  for (const std::string& part : parts)
+    if (part.empty())
+      throw UsageError("--vary: an empty value in '" + values + "' (write \"none\" to leave the option out)");
+  return parts;
 }
 
 GridOptions parseGridOptions(int argc, const char* const argv[]) {
@@ -106,6 +122,10 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
     const std::string arg = argv[i];
     if (arg == "-h" || arg == "--help") {
       o.help = true;
+      return o;
+    }
+    if (arg == "--version") {
+      o.version = true;
       return o;
     }
     if (arg == "--") {
@@ -134,7 +154,7 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
       if (eq == std::string::npos || eq == 0 || eq + 1 == value.size())
         throw UsageError("--vary: '" + value +
                          "' is not OPTION=V1,V2 (motion-res=160x120,320x240)");
-      o.axes.push_back({value.substr(0, eq), split(value.substr(eq + 1), ',')});
+      o.axes.push_back({value.substr(0, eq), splitVaryValues(value.substr(eq + 1))});
     } else if (arg == "--out") {
       o.outDir = value;
     } else if (arg == "--title") {
