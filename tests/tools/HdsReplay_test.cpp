@@ -186,9 +186,10 @@ TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
   const RunResult video = replayClip(probes, "clip.avi");
   // One file of NV21 frames, and a folder of YV12 frames with padded rows, whose
   // names give their layout; each with the camera log of the video's timestamps.
-  ASSERT_EQ(run({"--raw", "nv21", path("clip.avi"), path("dump.nv21")}, HDS_EXTRACT_COMMAND).status,
+  ASSERT_EQ(run({"--layout", "nv21", path("clip.avi"), path("dump.nv21")}, HDS_EXTRACT_COMMAND)
+                .status,
             0);
-  ASSERT_EQ(run({"--raw", "yv12", "--row-padding", "6", path("clip.avi"), path("dumpdir")},
+  ASSERT_EQ(run({"--layout", "yv12", "--row-padding", "6", path("clip.avi"), path("dumpdir")},
                 HDS_EXTRACT_COMMAND)
                 .status,
             0);
@@ -212,6 +213,8 @@ TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
   for (int i = 0; i < kMovingFrames; ++i) {
     const Row& row = logged.rows[i];
     EXPECT_EQ(row.at("timestamp_ms"), std::to_string(5000 + i * 100 + (i % 2) * 7));
+    // The one clock of every output counts from the first frame handed over.
+    EXPECT_EQ(std::stod(row.at("time_s")), (i * 100 + (i % 2) * 7) / 1000.0);
     const bool lens = i >= 10 && i <= 12;
     EXPECT_EQ(row.at("lens_moving"), lens ? "1" : "0");
     EXPECT_EQ(row.at("processed"), lens ? "0" : "1") << i;  // skipped, not dropped

@@ -118,7 +118,9 @@ Truth and scores
   --scores FILE         the scores as JSON
 
 Output
-  --csv FILE            one row per frame: frame, timestamp_ms, state, status,
+  --csv FILE            one row per frame: frame, time_s (seconds from the first
+                        frame handed over), timestamp_ms (as handed to detect():
+                        the input's own clock, as report_ts), state, status,
                         status_name, confidence, report_ts, motion_detected,
                         motion_score, vote, rect_count, rects, processed,
                         dropped, new_report, fresh (0 when the status the host
@@ -139,6 +141,14 @@ Output
                         standard output. By default it is discarded.
   --no-progress         no progress bar (it is shown only on a terminal anyway)
   -h, --help            this text
+  --version             the version of the hdsml library
+
+Before anything is read, every output is checked: none may name an input (the
+video or dump, its camera log, the truth, the configuration), and each one's
+folder must exist and be writable. Outputs are written under temporary names
+beside them and put in place only when the replay succeeds, so a failed run
+leaves none behind. Times in every output count in seconds from the first frame
+handed over; the CSV keeps the input's own clock too (timestamp_ms).
 
 Motion rectangles, per-frame votes and the filter's window are known only with
 --pace lockstep: they are read from the motion detector while its thread is
@@ -347,6 +357,11 @@ void applyValueOption(const std::map<std::string, OptionHandler>& withValue, std
 
 }  // namespace
 
+long long parseWholeNumber(const std::string& option, const std::string& text, long long min,
+                           long long max) {
+  return parseInteger(option, text, min, max);
+}
+
 ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
   ReplayOptions o;
   const std::map<std::string, OptionHandler> withValue = valueOptions(o);
@@ -355,6 +370,10 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
     const std::string arg = argv[i];
     if (arg == "-h" || arg == "--help") {
       o.help = true;
+      return o;
+    }
+    if (arg == "--version") {
+      o.version = true;
       return o;
     }
     if (arg == "--debug") {
