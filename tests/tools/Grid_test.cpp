@@ -67,6 +67,7 @@ TEST(GridOptionsTest, EveryCombinationOfTheAxesAndClipsFromAFile) {
             (std::vector<std::string>{"0:motion,5s:absence", "0:motion,9s:absence"}));
   EXPECT_EQ(gridSettings(scripts.axes)[1].values, (std::vector<std::string>{"0:motion,9s:absence"}));
   EXPECT_EQ(parse({"--version"}).version, true);
+  EXPECT_EQ(parse({"--jobs=3", "a.avi"}).jobs, 3);  // --name=value, as every tool takes it
 
   for (const auto& bad : std::vector<std::vector<std::string>>{{},
                                                                {"--vary", "motion-res", "a"},

@@ -246,7 +246,7 @@ TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
       {{path("missing.avi")}, 1, "no such file or folder"},
       {{path("notavideo.avi")}, 1, "notavideo.avi"},
       {{path("empty")}, 1, "holds no images"},
-      {{path("broken")}, 1, "cannot read image"},
+      {{path("broken")}, 1, "frame_0000.png': not a picture OpenCV decodes"},
       {{"--config", path("bad.json"), path("clip")}, 1, "bad.json"},
       {{"--config", path("nokey.json"), path("clip")}, 1, "motionResH"},
       {{"--config", path("nothere.json"), path("clip")}, 1, "nothere.json"},

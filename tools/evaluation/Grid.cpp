@@ -153,6 +153,15 @@ int Grid::run() {
   std::error_code ec;
   fs::create_directories(cellsDir, ec);
   if (ec) throw std::runtime_error("cannot create '" + cellsDir.string() + "': " + ec.message());
+  OutputGuard guard;
+  for (const Clip& clip : o.clips) {
+    guard.input(clip.input, "clip");
+    guard.input(clip.truth, "truth");
+  }
+  const fs::path out(o.outDir);
+  guard.output((out / "table.csv").string(), "table");
+  guard.output((out / "scorecard.txt").string(), "scorecard");
+  guard.output((out / "grid.png").string(), "picture");
 
   std::vector<Cell> cells;
   std::vector<Job> jobs;
@@ -206,7 +215,6 @@ int Grid::run() {
              span.note.empty() ? (span.moving ? "moving" : "") : span.note, false});
     sections.back().strips.push_back(std::move(strip));
   }
-  const fs::path out(o.outDir);
   std::vector<std::string> axes;
   for (const Axis& axis : o.axes) axes.push_back(axis.option);
   writeText((out / "table.csv").string(), gridCsv(rows, axes));

@@ -119,7 +119,7 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
   std::vector<std::string> inputs;
   std::string truth;
   for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
+    std::string arg = argv[i];
     if (arg == "-h" || arg == "--help") {
       o.help = true;
       return o;
@@ -136,8 +136,15 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
       inputs.push_back(arg);
       continue;
     }
-    if (i + 1 >= argc) throw UsageError(arg + " needs a value");
-    const std::string value = argv[++i];
+    std::string value;
+    if (const size_t eq = arg.find('='); eq != std::string::npos) {
+      value = arg.substr(eq + 1);
+      arg.erase(eq);
+    } else if (i + 1 < argc) {
+      value = argv[++i];
+    } else {
+      throw UsageError(arg + " needs a value");
+    }
     if (arg == "--truth") {
       truth = value;
     } else if (arg == "--clips") {

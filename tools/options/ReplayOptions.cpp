@@ -64,7 +64,11 @@ Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
                         two optional). Found by itself beside a dump: NAME.csv
                         for NAME.nv21, FOLDER/frames.csv for a folder. Its
                         timestamps replace --fps; its exposures are used unless
-                        --exposure is given
+                        --exposure is given, and it must list as many
+                        frames as the dump holds
+  A dump that is not a whole number of frames is refused with the sizes that
+  would fit it; one whose luma rows match best at another stride, or whose
+  chroma looks interleaved when i420 or yv12 is said, is warned about first.
 
 Detection state
   --states SCRIPT       state changes, e.g. "0:DETECT_MOTION,30s:DETECT_ABSENCE".
