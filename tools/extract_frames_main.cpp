@@ -85,7 +85,8 @@ int main(int argc, char** argv) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
     OutputGuard guard;
     guard.input(o.video, "video");
-    guard.output(o.out, o.layout ? "camera dump" : "frames");
+    guard.output(o.out, o.layout ? "camera dump" : "frames",
+                 !o.layout || !CameraDumpWriter::namesOneFile(o.out));
     if (o.layout && CameraDumpWriter::namesOneFile(o.out))
       guard.output(CameraDumpWriter::logPathFor(o.out), "camera log");
     VideoSource video(o.video);

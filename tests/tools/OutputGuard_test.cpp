@@ -81,6 +81,7 @@ TEST_F(OutputGuardTest, AnOutputThatIsAnInputByAnyNameIsRefused) {
                 .find("cannot write scores '" + dir() + "no/dir/s.json': no folder '" + dir() +
                       "no/dir'"),
             std::string::npos);
+  guard.output(dir() + "made/for/pngs", "frames", true);  // a folder is made, parents too
   guard.output(dir() + "out.csv", "CSV");
   EXPECT_NE(message([&] { guard.output(dir() + "out.csv", "timeline"); })
                 .find("the CSV is written there too"),

@@ -110,7 +110,7 @@ void guardOutputs(const ReplayOptions& o, const std::string& cameraLog) {
   guard.output(o.csvPath, "CSV");
   guard.output(o.scoresPath, "scores");
   guard.output(o.plotPath, "timeline");
-  guard.output(o.annotatePath, "annotated frames");
+  guard.output(o.annotatePath, "annotated frames", !isVideoPath(o.annotatePath));
   guard.output(o.sheetPath, "contact sheet");
   guard.output(o.libraryLog == "-" ? std::string() : o.libraryLog, "library log");
 }

@@ -44,7 +44,7 @@ void OutputGuard::input(const std::string& path, const std::string& what) {
   if (!path.empty() && fs::exists(path, ec)) inputs_.push_back({path, what});
 }
 
-void OutputGuard::output(const std::string& path, const std::string& what) {
+void OutputGuard::output(const std::string& path, const std::string& what, bool folder) {
   if (path.empty()) return;
   const auto refuse = [&](const std::string& why) {
     return std::runtime_error("cannot write " + what + " '" + path + "': " + why);
@@ -58,11 +58,13 @@ void OutputGuard::output(const std::string& path, const std::string& what) {
   for (const Named& out : outputs_)
     if (out.path == path || sameFile(path, out.path))
       throw refuse("the " + out.what + " is written there too");
-  const std::string folder = folderOf(path);
+  std::string parent = folderOf(path);
   std::error_code ec;
-  if (!fs::is_directory(folder, ec)) throw refuse("no folder '" + folder + "'");
-  if (::access(folder.c_str(), W_OK | X_OK) != 0)
-    throw refuse("folder '" + folder + "': " + std::strerror(errno));
+  while (folder && !fs::exists(parent, ec) && parent != ".")
+    parent = folderOf(fs::path(parent).lexically_normal().string());
+  if (!fs::is_directory(parent, ec)) throw refuse("no folder '" + parent + "'");
+  if (::access(parent.c_str(), W_OK | X_OK) != 0)
+    throw refuse("folder '" + parent + "': " + std::strerror(errno));
   if (fs::is_directory(path, ec) && ::access(path.c_str(), W_OK | X_OK) != 0)
     throw refuse(std::strerror(errno));
   outputs_.push_back({path, what});

@@ -20,8 +20,10 @@ class OutputGuard {
   void input(const std::string& path, const std::string& what);
   // Throws std::runtime_error "cannot write WHAT 'PATH': ..." when `path` is
   // an input or a folder that holds one, is already another output, or its
-  // folder does not exist or cannot be written. Empty paths pass.
-  void output(const std::string& path, const std::string& what);
+  // folder does not exist or cannot be written. A `folder` output (of PNGs,
+  // say) is created with the folders above it: the nearest that exists must
+  // be writable. Empty paths pass.
+  void output(const std::string& path, const std::string& what, bool folder = false);
 
  private:
   struct Named {
