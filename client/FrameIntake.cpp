@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "client/ClientExtensions.h"
 #include "client/Destride.h"
 #include "client/FusedIntake.h"
 #include "client/HDSMLClient.h"
@@ -47,10 +48,11 @@ int HDSMLClient::cameraFrameData(unsigned char* y, unsigned char* u, unsigned ch
   // An empty image means an allocation failed at start-up: nothing to convert into.
   if (frame == nullptr || yuvImage.empty() || frame->image.empty()) return 0;
 
-  if (intakePath_ == KernelPath::kVector) {
-    fusedIntake_->run(YuvPlanes{y, u, v, width, height, yPixelStride, yRowStride, uPixelStride,
-                                uRowStride, vPixelStride, vRowStride},
-                      frame->image);
+  ClientExtensions* extensions = hdsml::findExtensions(this);
+  if (extensions != nullptr && extensions->intakePath == KernelPath::kVector) {
+    extensions->fusedIntake->run(YuvPlanes{y, u, v, width, height, yPixelStride, yRowStride,
+                                           uPixelStride, uRowStride, vPixelStride, vRowStride},
+                                 frame->image);
   } else {
     destride(y, u, v, height, width, yPixelStride, yRowStride, uPixelStride, uRowStride,
              vPixelStride, vRowStride, motionResH, motionResW, yuvBuffer);

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "client/ClientConfiguration.h"
+#include "client/ClientExtensions.h"
 #include "client/FusedIntake.h"
 #include "client/IntakeSelfCheck.h"
 #include "conditioning/Filter.h"
@@ -46,6 +47,13 @@ void readSystemProperty(const char* name, char* value) {
 }
 
 }  // namespace
+
+// Programs built against the header place clients in storage of their own:
+// the size is part of the binary interface. Extension state lives in
+// ClientExtensions instead.
+#if defined(__x86_64__)
+static_assert(sizeof(HDSMLClient) == 704, "HDSMLClient's layout is part of the binary interface");
+#endif
 
 MotionStatus::MotionStatus(const MotionStatus& other)
     : motionDetected(other.motionDetected),
@@ -100,7 +108,9 @@ HDSMLClient* HDSMLClient::initialize(const char* configPath, bool debug, const c
 
 void HDSMLClient::destroy(HDSMLClient* client) { delete client; }
 
-HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPath*/)
+// A function-try-block: if construction fails after the extensions were
+// attached, they go with the half-built client (the handler rethrows).
+HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPath*/) try
     : debugEnabled(debug) {
   hdsml::logPrintf("[HDSMLClient] Reading config %s\n", configPath);
   const ClientConfiguration config = readClientConfiguration(configPath);
@@ -115,8 +125,9 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
   hdsml::logPuts("[HDSMLClient] Read config");
 
   initializeAllignedImageBuffers();
-  fusedIntake_ = std::make_unique<FusedIntake>();
-  intakePath_ = chooseIntakePath(defaultKernelPath());
+  ClientExtensions& extensions = hdsml::attachExtensions(this);
+  extensions.fusedIntake = std::make_unique<FusedIntake>();
+  extensions.intakePath = chooseIntakePath(defaultKernelPath());
   framePool = std::make_unique<MemoryPool>(2, motionResW, motionResH);
   frameQueue = std::make_unique<Buffer>();
 
@@ -135,6 +146,8 @@ HDSMLClient::HDSMLClient(const char* configPath, bool debug, const char* /*logPa
   // client can be destroyed from any thread, including one the host reuses.
   motionThread = std::thread(&HDSMLClient::lookForMotion, this);
   motionThread.detach();
+} catch (...) {
+  hdsml::detachExtensions(this);
 }
 
 HDSMLClient::~HDSMLClient() {
@@ -158,7 +171,7 @@ HDSMLClient::~HDSMLClient() {
   motionFilter.reset();
   lightEstimator.reset();
   motionStatus.reset();
-  fusedIntake_.reset();
+  hdsml::detachExtensions(this);
   // The image header only refers to the packed buffer; release it last.
   yuvImage.release();
   delete[] yuvBuffer;
@@ -175,6 +188,15 @@ void HDSMLClient::initializeAllignedImageBuffers() {
   } catch (const std::exception& e) {
     hdsml::logPrintf("Exception: %s\n", e.what());
   }
+}
+
+void HDSMLClient::setIntakeKernelPath(KernelPath path) {
+  if (ClientExtensions* extensions = hdsml::findExtensions(this)) extensions->intakePath = path;
+}
+
+KernelPath HDSMLClient::intakeKernelPath() const {
+  const ClientExtensions* extensions = hdsml::findExtensions(this);
+  return extensions != nullptr ? extensions->intakePath : KernelPath::kPlain;
 }
 
 void HDSMLClient::log(std::string /*label*/, cv::Mat& /*image*/, bool /*flag*/) {}

@@ -26,7 +26,6 @@
 #include "hdsml_export.h"
 
 class Buffer;
-class FusedIntake;
 class FrameData;
 class Filter;
 class LightEstimator;
@@ -126,12 +125,12 @@ class HDSML_EXPORT HDSMLClient {
   void initializeAllignedImageBuffers();
 
   // Which intake runs: kVector, the fused kernel (FusedIntake: shrink and
-  // conversion in one pass, yuvBuffer unused), or kPlain, destride into
-  // yuvBuffer and cv::cvtColor. Both give the same bytes. Construction picks
-  // kVector when defaultKernelPath() does and the kernel agrees with this
-  // process's OpenCV (IntakeSelfCheck.h). Camera thread, between frames.
-  void setIntakeKernelPath(KernelPath path) { intakePath_ = path; }
-  KernelPath intakeKernelPath() const { return intakePath_; }
+  // conversion in one pass), or kPlain, destride into yuvBuffer and
+  // cv::cvtColor. Both give the same bytes. Construction picks kVector when
+  // defaultKernelPath() does and the kernel agrees with this process's OpenCV
+  // (IntakeSelfCheck.h). Camera thread, between frames.
+  void setIntakeKernelPath(KernelPath path);
+  KernelPath intakeKernelPath() const;
 
   std::unique_ptr<MotionStatus> motionStatus;
   std::unique_ptr<Filter> motionFilter;      // motion thread only
@@ -181,7 +180,4 @@ class HDSML_EXPORT HDSMLClient {
  private:
   void switchLightMode(int lightMode);
   void analyse(FrameData& frame);
-
-  std::unique_ptr<FusedIntake> fusedIntake_;  // camera thread only
-  KernelPath intakePath_ = KernelPath::kPlain;
 };
