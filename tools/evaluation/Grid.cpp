@@ -78,7 +78,7 @@ std::string oneDecimal(double v) {
 std::string absenceAlert(const Scores& s) {
   if (s.absenceErrors == 0 && s.absenceErrorS <= 0) return "";
   char buf[120];
-  std::snprintf(buf, sizeof buf, "ABSENCE ERRORS: %ld reports, %.1f s read as ABSENCE",
+  std::snprintf(buf, sizeof buf, "ABSENCE ERRORS: %ld reports, %.1f s",
                 s.absenceErrors, s.absenceErrorS);
   return buf;
 }
