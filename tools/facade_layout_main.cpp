@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
+#include "tools/options/Version.h"
 #include "wrapper/PresenceDetectorWrapper.h"
 
 namespace {
@@ -52,7 +54,27 @@ bool littleEndian() {
 
 }  // namespace
 
-int main() {
+constexpr const char* kUsage =
+    "usage: hds-facade-layout [--help | --version]\n"
+    "Prints the size of the detector facade (detector_wrapper::PresenceDetectorWrapper)\n"
+    "and the offset, size and type of each field, for hosts that read it without\n"
+    "the C++ header. Takes no arguments.\n";
+
+int main(int argc, char** argv) {
+  if (argc > 1) {
+    const std::string arg = argv[1];
+    if (argc == 2 && (arg == "-h" || arg == "--help")) {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (argc == 2 && arg == "--version") {
+      std::fputs(hdsreplay::versionLine("hds-facade-layout").c_str(), stdout);
+      return 0;
+    }
+    std::fprintf(stderr, "hds-facade-layout: unknown argument '%s'\n%s",
+                 (arg == "-h" || arg == "--help" || arg == "--version" ? argv[2] : argv[1]), kUsage);
+    return 2;
+  }
   std::printf("detector_wrapper::PresenceDetectorWrapper: %zu bytes, aligned to %zu, %s\n",
               sizeof(PresenceDetectorWrapper), alignof(PresenceDetectorWrapper),
               littleEndian() ? "little-endian" : "big-endian");

@@ -6,6 +6,7 @@
 
 #include "tools/evaluation/Grid.h"
 #include "tools/evaluation/GridOptions.h"
+#include "tools/options/Version.h"
 
 int main(int argc, char** argv) {
   hdsreplay::GridOptions options;
@@ -17,6 +18,10 @@ int main(int argc, char** argv) {
   }
   if (options.help) {
     std::fputs(hdsreplay::gridUsage().c_str(), stdout);
+    return 0;
+  }
+  if (options.version) {
+    std::fputs(hdsreplay::versionLine("hds-grid").c_str(), stdout);
     return 0;
   }
   try {

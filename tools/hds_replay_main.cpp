@@ -5,6 +5,7 @@
 
 #include "tools/host/Replayer.h"
 #include "tools/options/ReplayOptions.h"
+#include "tools/options/Version.h"
 
 int main(int argc, char** argv) {
   hdsreplay::ReplayOptions options;
@@ -16,6 +17,10 @@ int main(int argc, char** argv) {
   }
   if (options.help) {
     std::fputs(hdsreplay::replayUsage().c_str(), stdout);
+    return 0;
+  }
+  if (options.version) {
+    std::fputs(hdsreplay::versionLine("hds-replay").c_str(), stdout);
     return 0;
   }
   try {

@@ -51,5 +51,18 @@ TEST(DrawingTest, TruthBandShowsMovingNuisanceMissesAndFalseMotion) {
   EXPECT_TRUE(colourIn(img, cv::Rect(899, 25, 4, 4), kFalse));  // a false-motion tick
 }
 
+TEST(DrawingTest, AbsenceErrorsBarTheirRunsAndTickTheirReports) {
+  AbsenceErrors errors;
+  errors.read = {{200, 600}};
+  errors.reports = {200, 800};
+  cv::Mat img(40, 1000, CV_8UC3, kWhite);
+  absenceErrorMarks(img, cv::Rect(0, 10, 1000, 20), kTimeX, errors);
+  EXPECT_TRUE(colourIn(img, cv::Rect(300, 7, 200, 3), kFalse));   // above the run
+  EXPECT_TRUE(colourIn(img, cv::Rect(300, 30, 200, 3), kFalse));  // and below it
+  EXPECT_TRUE(colourIn(img, cv::Rect(798, 15, 4, 4), kFalse));    // the second report
+  EXPECT_FALSE(colourIn(img, cv::Rect(620, 0, 170, 40), kFalse));
+  EXPECT_FALSE(colourIn(img, cv::Rect(0, 0, 190, 40), kFalse));
+}
+
 }  // namespace
 }  // namespace hdsreplay

@@ -26,9 +26,9 @@ TEST(GridTableTest, ScoresFailuresAndClipsWithoutTruthInTheTableAndTheCsv) {
   s.absenceAsked = true;  // and never reported
   s.absenceThresholdS = 5;
   const std::vector<GridRow> rows = {
-      {"walk", "motion-res=160x120", 0, "", s, 100, 71.2, 99.9},
-      {"walk", "states=0:motion,9s:absence", 1, "hds-replay: boom", std::nullopt, 0, 0, 0},
-      {"film", "default", 0, "", std::nullopt, 50, 60, 70}};
+      {"walk", "motion-res=160x120", 0, "", s, 100, 71.2, 99.9, {}},
+      {"walk", "states=0:motion,9s:absence", 1, "hds-replay: boom", std::nullopt, 0, 0, 0, {}},
+      {"film", "default", 0, "", std::nullopt, 50, 60, 70, {}}};
 
   const std::vector<std::string> table = lines(gridTable(rows, false));
   ASSERT_EQ(table.size(), 4u);

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -59,8 +60,20 @@ TEST(GridOptionsTest, EveryCombinationOfTheAxesAndClipsFromAFile) {
   EXPECT_EQ(s[2].args, (std::vector<std::string>{"--motion-res", "320x240"}));  // none: left out
   EXPECT_EQ(gridSettings({})[0].name, "default");
 
-  for (const auto& bad : std::vector<std::vector<std::string>>{
-           {}, {"--vary", "motion-res", "a"}, {"--jobs", "0", "a"}, {"--bogus", "1", "a"}})
+  // Values that hold commas are separated by semicolons.
+  const GridOptions scripts =
+      parse({"--vary", "states=0:motion,5s:absence;0:motion,9s:absence", "a.avi"});
+  EXPECT_EQ(scripts.axes[0].values,
+            (std::vector<std::string>{"0:motion,5s:absence", "0:motion,9s:absence"}));
+  EXPECT_EQ(gridSettings(scripts.axes)[1].values, (std::vector<std::string>{"0:motion,9s:absence"}));
+  EXPECT_EQ(parse({"--version"}).version, true);
+  EXPECT_EQ(parse({"--jobs=3", "a.avi"}).jobs, 3);  // --name=value, as every tool takes it
+
+  for (const auto& bad : std::vector<std::vector<std::string>>{{},
+                                                               {"--vary", "motion-res", "a"},
+                                                               {"--vary", "absence-ms=1,,2", "a"},
+                                                               {"--jobs", "0", "a"},
+                                                               {"--bogus", "1", "a"}})
     EXPECT_THROW(parse(bad), UsageError);
   EXPECT_THROW(parseClips("walk data/vtest.avi\n", "c"), UsageError);  // no truth column
 }
@@ -149,12 +162,19 @@ TEST(HdsGridTest, TwoThresholdsOverAClipReportAbsenceOneSecondApart) {
     rows.push_back(cells);
   }
   ASSERT_EQ(rows.size(), 5u);  // a header, two clips by two settings
-  EXPECT_EQ(rows[1][1], "absence-ms=1000");
-  EXPECT_EQ(rows[1][6], "1");  // caught
-  EXPECT_EQ(rows[1][8], "0");  // no false reports
+  std::map<std::string, size_t> column;
+  for (size_t c = 0; c < rows[0].size(); ++c) column[rows[0][c]] = c;
+  const auto at = [&](size_t row, const std::string& name) { return rows[row][column.at(name)]; };
+  EXPECT_EQ(at(1, "setting"), "absence-ms=1000");
+  EXPECT_EQ(column.at("absence-ms"), 2u);  // each axis a column beside the setting's name
+  EXPECT_EQ(at(1, "absence-ms"), "1000");
+  EXPECT_EQ(at(2, "absence-ms"), "2000");
+  EXPECT_EQ(at(1, "caught"), "1");
+  EXPECT_EQ(at(1, "false_reports"), "0");
   // Absence comes on the first frame past the threshold after the last motion.
-  EXPECT_DOUBLE_EQ(std::stod(rows[2][13]) - std::stod(rows[1][13]), 1.0);
-  EXPECT_EQ(rows[3][2], "1");  // exit status of the broken clip's replays
+  EXPECT_DOUBLE_EQ(std::stod(at(2, "absence_latency_s")) - std::stod(at(1, "absence_latency_s")),
+                   1.0);
+  EXPECT_EQ(at(3, "exit"), "1");  // exit status of the broken clip's replays
   EXPECT_NE(slurp(dir + "/out/scorecard.txt").find("FAILED (exit 1): hds-replay: no such file"),
             std::string::npos);
   EXPECT_EQ(slurp(dir + "/out/scorecard.txt").find("detect()"), std::string::npos);
@@ -195,6 +215,22 @@ TEST(HdsGridTest, NamedSettingsGetTheirOwnOptionsFromTheClipsLine) {
   EXPECT_EQ(rows[1][1], "slow");
   EXPECT_EQ(rows[2][1], "quick");
   EXPECT_DOUBLE_EQ(std::stod(rows[1][13]) - std::stod(rows[2][13]), 1.0);
+  fs::remove_all(dir);
+}
+
+TEST(HdsGridTest, AFailedCellShowsTheLineThatNamesItsFault) {
+  const std::string dir = temp("fault");
+  fs::create_directories(dir);
+  const std::string command = std::string(HDS_GRID_COMMAND) + " " + dir +
+                              "/nothing.avi --vary no-such-option=1,2 --replay '" +
+                              HDS_REPLAY_COMMAND + "' --out " + dir + "/out >" + dir +
+                              "/stdout 2>&1";
+  EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+  const std::string scorecard = slurp(dir + "/out/scorecard.txt");
+  EXPECT_NE(scorecard.find("FAILED (exit 2): hds-replay: unknown option --no-such-option"),
+            std::string::npos)
+      << scorecard;
+  EXPECT_EQ(scorecard.find("Try '"), std::string::npos) << scorecard;
   fs::remove_all(dir);
 }
 

@@ -186,9 +186,10 @@ TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
   const RunResult video = replayClip(probes, "clip.avi");
   // One file of NV21 frames, and a folder of YV12 frames with padded rows, whose
   // names give their layout; each with the camera log of the video's timestamps.
-  ASSERT_EQ(run({"--raw", "nv21", path("clip.avi"), path("dump.nv21")}, HDS_EXTRACT_COMMAND).status,
+  ASSERT_EQ(run({"--layout", "nv21", path("clip.avi"), path("dump.nv21")}, HDS_EXTRACT_COMMAND)
+                .status,
             0);
-  ASSERT_EQ(run({"--raw", "yv12", "--row-padding", "6", path("clip.avi"), path("dumpdir")},
+  ASSERT_EQ(run({"--layout", "yv12", "--row-padding", "6", path("clip.avi"), path("dumpdir")},
                 HDS_EXTRACT_COMMAND)
                 .status,
             0);
@@ -212,6 +213,8 @@ TEST_F(HdsReplayTest, CameraDumpsReplayAsTheirVideoAndFollowTheirCameraLog) {
   for (int i = 0; i < kMovingFrames; ++i) {
     const Row& row = logged.rows[i];
     EXPECT_EQ(row.at("timestamp_ms"), std::to_string(5000 + i * 100 + (i % 2) * 7));
+    // The one clock of every output counts from the first frame handed over.
+    EXPECT_EQ(std::stod(row.at("time_s")), (i * 100 + (i % 2) * 7) / 1000.0);
     const bool lens = i >= 10 && i <= 12;
     EXPECT_EQ(row.at("lens_moving"), lens ? "1" : "0");
     EXPECT_EQ(row.at("processed"), lens ? "0" : "1") << i;  // skipped, not dropped
@@ -293,8 +296,8 @@ TEST_F(HdsReplayTest, AStagedSceneSavedAsACameraDumpReplaysAsItWasStaged) {
   const RunResult self = run({"--raw", "160x120", "--row-padding", "4", "--no-progress",
                               "--save-dump", path("staged.nv12"), path("staged.nv12")});
   EXPECT_EQ(self.status, 1);
-  EXPECT_NE(self.err.find("is the replay's own input or camera log"), std::string::npos)
-      << self.err;
+  EXPECT_NE(self.err.find("cannot write scene dump"), std::string::npos) << self.err;
+  EXPECT_NE(self.err.find("it is the input"), std::string::npos) << self.err;
   EXPECT_EQ(slurp(path("staged.csv")), log);
   const RunResult folder = run({"--save-dump", path("out_dir"), "--no-progress", path("clip")});
   EXPECT_EQ(folder.status, 1);
@@ -319,7 +322,7 @@ TEST_F(HdsReplayTest, BadArgumentsAndUnusableFilesExitWithAClearMessage) {
       {{path("missing.avi")}, 1, "no such file or folder"},
       {{path("notavideo.avi")}, 1, "notavideo.avi"},
       {{path("empty")}, 1, "holds no images"},
-      {{path("broken")}, 1, "cannot read image"},
+      {{path("broken")}, 1, "frame_0000.png': not a picture OpenCV decodes"},
       {{"--config", path("bad.json"), path("clip")}, 1, "bad.json"},
       {{"--config", path("nokey.json"), path("clip")}, 1, "motionResH"},
       {{"--config", path("nothere.json"), path("clip")}, 1, "nothere.json"},

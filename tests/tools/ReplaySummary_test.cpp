@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace hdsreplay {
@@ -47,6 +49,22 @@ TEST(ReplaySummaryTest, CountsFramesDatesReportsByTheirDecisionFrame) {
             std::string::npos)
       << text;
   EXPECT_NE(text.find("motion reports    1, first at 2.1 s (frame 21)"), std::string::npos) << text;
+}
+
+TEST(ReplaySummaryTest, LightModeSwitchesWhereTheFilterWindowChangesLength) {
+  // A window of 12 votes, 5 from frame 4 (low light), 12 again from frame 8;
+  // frames whose window is not known (not lockstep) change nothing.
+  std::vector<ReplayRecord> r(10);
+  const int lengths[10] = {12, 12, 0, 12, 5, 5, 0, 5, 12, 12};
+  for (int i = 0; i < 10; ++i) {
+    r[i].windowLength = lengths[i];
+    r[i].windowVotes = lengths[i] ? 0 : -1;
+  }
+  const auto switches = lightModeSwitches(r);
+  ASSERT_EQ(switches.size(), 2u);
+  EXPECT_EQ(switches[0], (std::pair<long, std::string>{4, "low light"}));
+  EXPECT_EQ(switches[1], (std::pair<long, std::string>{8, "normal light"}));
+  EXPECT_TRUE(lightModeSwitches(std::vector<ReplayRecord>(3)).empty());
 }
 
 }  // namespace

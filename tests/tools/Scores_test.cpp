@@ -99,6 +99,12 @@ TEST_F(ScoresTest, LatencyMissesFalseMotionAndAbsenceAgainstTwoMovingIntervals) 
   // on frames 19-29 only.
   EXPECT_EQ(s.movingFrames, 35);
   EXPECT_EQ(s.movingMotionFrames, 11);
+  // Where they lie, for the pictures: the report, and the frames read as ABSENCE
+  // to the end of the last one (84, which ends at 8.5 s).
+  EXPECT_EQ(s.absenceErrorMs.reports, (std::vector<double>{8200}));
+  ASSERT_EQ(s.absenceErrorMs.read.size(), 1u);
+  EXPECT_DOUBLE_EQ(s.absenceErrorMs.read[0].first, 8200);
+  EXPECT_DOUBLE_EQ(s.absenceErrorMs.read[0].second, 8500);
 
   const std::string text = s.format();
   EXPECT_NE(text.find("4.0 s to 5.0 s: MISSED"), std::string::npos) << text;
@@ -127,6 +133,7 @@ TEST_F(ScoresTest, WithoutMotionInTheTruthEveryReportIsFalseAndAbsenceCountsFrom
   EXPECT_FALSE(s.absenceFromMovingEnd);
   EXPECT_DOUBLE_EQ(*s.absenceLatencyS, 2.2);  // DETECT_ABSENCE from 6 s, first report 8.2 s
   EXPECT_EQ(s.absenceErrors, 0);
+  EXPECT_TRUE(s.absenceErrorMs.empty());
   // A replay that never enters DETECT_ABSENCE is not asked for absence.
   for (ReplayRecord& r : records_) r.state = 0;
   EXPECT_FALSE(Scores::compute(records_, {}, 1000.0).absenceAsked);

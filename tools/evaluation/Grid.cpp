@@ -21,6 +21,7 @@
 #include "tools/evaluation/Scores.h"
 #include "tools/evaluation/Truth.h"
 #include "tools/output/CsvReader.h"
+#include "tools/output/OutputGuard.h"
 #include "tools/output/ReplaySummary.h"
 
 namespace hdsreplay {
@@ -29,20 +30,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Written under a temporary name and put in place whole.
 void writeText(const std::string& path, const std::string& text) {
-  std::ofstream out(path);
+  AtomicOutput file(path);
+  std::ofstream out(file.temporary());
   out << text;
   out.close();
   if (!out) throw std::runtime_error("cannot write '" + path + "'");
+  file.commit();
 }
 
-// The last line a failed replay wrote to its standard error.
-std::string lastLine(const std::string& path) {
+// What a failed replay said: the first line of its standard error that is
+// neither a warning nor the hint at --help, else its first line.
+std::string errorLine(const std::string& path) {
   std::ifstream in(path);
-  std::string line, last;
-  while (std::getline(in, line))
-    if (!line.empty()) last = line;
-  return last.empty() ? "no message" : last;
+  std::string line, first;
+  while (std::getline(in, line)) {
+    if (line.empty()) continue;
+    if (first.empty()) first = line;
+    if (line.find(": warning: ") == std::string::npos && line.rfind("Try '", 0) != 0) return line;
+  }
+  return first.empty() ? "no message" : first;
 }
 
 // A file-name-safe stem for a clip under a setting.
@@ -66,6 +74,15 @@ std::string oneDecimal(double v) {
   return buf;
 }
 
+// Absence while something moved, for the strip's red line; empty when none.
+std::string absenceAlert(const Scores& s) {
+  if (s.absenceErrors == 0 && s.absenceErrorS <= 0) return "";
+  char buf[120];
+  std::snprintf(buf, sizeof buf, "ABSENCE ERRORS: %ld reports, %.1f s",
+                s.absenceErrors, s.absenceErrorS);
+  return buf;
+}
+
 // A setting's scores in one line, for its strip in the picture.
 std::string scoreLine(const Scores& s) {
   std::string caught = "nothing moves";
@@ -79,7 +96,7 @@ std::string scoreLine(const Scores& s) {
   }
   const std::string absence =
       !s.absenceAsked ? "-" : (s.absenceLatencyS ? oneDecimal(*s.absenceLatencyS) : "never");
-  char buf[200];
+  char buf[240];
   std::snprintf(buf, sizeof buf, "%s, false %ld, %.1f s, absence %s", caught.c_str(),
                 s.falseReports, s.falseMotionS, absence.c_str());
   return buf;
@@ -95,10 +112,11 @@ std::vector<std::string> Grid::replayCommand() const {
 }
 
 GridRow Grid::collect(const Cell& cell, int exitStatus, GridStrip& strip) const {
-  GridRow row{cell.clip->name, cell.setting->name, exitStatus, "", std::nullopt, 0, 0, 0};
+  GridRow row{cell.clip->name, cell.setting->name, exitStatus, "", std::nullopt, 0, 0, 0,
+              cell.setting->values};
   strip.label = cell.setting->name;
   if (exitStatus != 0) {
-    row.error = lastLine(cell.stem + ".err");
+    row.error = errorLine(cell.stem + ".err");
     strip.detail = "FAILED: " + row.error;
     return row;
   }
@@ -120,7 +138,9 @@ GridRow Grid::collect(const Cell& cell, int exitStatus, GridStrip& strip) const 
                              json.get<int>("tolerance_frames"));
   s.truthPath = cell.clip->truth;
   strip.detail = scoreLine(s);
+  strip.alert = absenceAlert(s);
   strip.falseMotionMs = s.falseMotionMs;
+  strip.absenceErrors = s.absenceErrorMs;
   row.scores = std::move(s);
   return row;
 }
@@ -133,6 +153,15 @@ int Grid::run() {
   std::error_code ec;
   fs::create_directories(cellsDir, ec);
   if (ec) throw std::runtime_error("cannot create '" + cellsDir.string() + "': " + ec.message());
+  OutputGuard guard;
+  for (const Clip& clip : o.clips) {
+    guard.input(clip.input, "clip");
+    guard.input(clip.truth, "truth");
+  }
+  const fs::path out(o.outDir);
+  guard.output((out / "table.csv").string(), "table");
+  guard.output((out / "scorecard.txt").string(), "scorecard");
+  guard.output((out / "grid.png").string(), "picture");
 
   std::vector<Cell> cells;
   std::vector<Job> jobs;
@@ -189,12 +218,16 @@ int Grid::run() {
              span.note.empty() ? (span.moving ? "moving" : "") : span.note, false});
     sections.back().strips.push_back(std::move(strip));
   }
-  const fs::path out(o.outDir);
-  writeText((out / "table.csv").string(), gridCsv(rows));
+  std::vector<std::string> axes;
+  for (const Axis& axis : o.axes) axes.push_back(axis.option);
+  writeText((out / "table.csv").string(), gridCsv(rows, axes));
   writeText((out / "scorecard.txt").string(), gridTable(rows, false));
   const std::string picture = (out / "grid.png").string();
-  if (!cv::imwrite(picture, renderGrid(o.title, sections), {cv::IMWRITE_PNG_COMPRESSION, 9}))
+  AtomicOutput pictureFile(picture);
+  if (!cv::imwrite(pictureFile.temporary(), renderGrid(o.title, sections),
+                   {cv::IMWRITE_PNG_COMPRESSION, 9}))
     throw std::runtime_error("cannot write '" + picture + "'");
+  pictureFile.commit();
   std::fputs(gridTable(rows, true).c_str(), stdout);
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();

@@ -45,6 +45,10 @@ Grid
                           --vary motion-res=160x120,320x240,640x480
                           --vary absence-ms=3000,5000,8000
                           --vary exposure-step=none,20s:2
+                        Values that hold commas are separated by semicolons
+                        instead (quote them from the shell):
+                          --vary 'states=0:motion,5s:absence;0:motion,9s:absence'
+                        Each axis is a column of table.csv.
   --setting NAME[=OPTIONS]
                         a named setting: hds-replay options separated by
                         spaces, e.g. "guarded=--config tools/hdsml-guarded.json"
@@ -63,6 +67,7 @@ Output and running
                         ("qemu-aarch64 build/hds-replay"); default: the one
                         beside hds-grid
   -h, --help            this text
+  --version             the version of the hdsml library
 
 Exit status: 0 when every replay ran, 1 when one failed or an output cannot be
 written, 2 on a bad command line.
@@ -113,13 +118,14 @@ Setting parseNamedSetting(const std::string& value) {
 
 std::vector<Setting> gridSettings(const std::vector<Axis>& axes,
                                   const std::vector<Setting>& named) {
-  std::vector<Setting> settings = named.empty() ? std::vector<Setting>{{"", {}, ""}} : named;
+  std::vector<Setting> settings = named.empty() ? std::vector<Setting>{{"", {}, "", {}}} : named;
   for (const Axis& axis : axes) {
     std::vector<Setting> next;
     for (const Setting& s : settings)
       for (const std::string& v : axis.values) {
         Setting more = s;
         more.name += (more.name.empty() ? "" : " ") + axis.option + "=" + v;
+        more.values.push_back(v);
         if (v != "none") more.args.insert(more.args.end(), {"--" + axis.option, v});
         next.push_back(more);
       }
@@ -129,14 +135,28 @@ std::vector<Setting> gridSettings(const std::vector<Axis>& axes,
   return settings;
 }
 
+std::vector<std::string> splitVaryValues(const std::string& values) {
+  const char separator = values.find(';') != std::string::npos ? ';' : ',';
+  std::vector<std::string> parts = split(values, separator);
+  if (!values.empty() && values.back() == separator) parts.emplace_back();
+  for (const std::string& part : parts)
+    if (part.empty())
+      throw UsageError("--vary: an empty value in '" + values + "' (write \"none\" to leave the option out)");
+  return parts;
+}
+
 GridOptions parseGridOptions(int argc, const char* const argv[]) {
   GridOptions o;
   std::vector<std::string> inputs;
   std::string truth;
   for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
+    std::string arg = argv[i];
     if (arg == "-h" || arg == "--help") {
       o.help = true;
+      return o;
+    }
+    if (arg == "--version") {
+      o.version = true;
       return o;
     }
     if (arg == "--") {
@@ -147,8 +167,15 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
       inputs.push_back(arg);
       continue;
     }
-    if (i + 1 >= argc) throw UsageError(arg + " needs a value");
-    const std::string value = argv[++i];
+    std::string value;
+    if (const size_t eq = arg.find('='); eq != std::string::npos) {
+      value = arg.substr(eq + 1);
+      arg.erase(eq);
+    } else if (i + 1 < argc) {
+      value = argv[++i];
+    } else {
+      throw UsageError(arg + " needs a value");
+    }
     if (arg == "--truth") {
       truth = value;
     } else if (arg == "--clips") {
@@ -165,7 +192,7 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
       if (eq == std::string::npos || eq == 0 || eq + 1 == value.size())
         throw UsageError("--vary: '" + value +
                          "' is not OPTION=V1,V2 (motion-res=160x120,320x240)");
-      o.axes.push_back({value.substr(0, eq), split(value.substr(eq + 1), ',')});
+      o.axes.push_back({value.substr(0, eq), splitVaryValues(value.substr(eq + 1))});
     } else if (arg == "--setting") {
       o.named.push_back(parseNamedSetting(value));
       for (size_t k = 0; k + 1 < o.named.size(); ++k)

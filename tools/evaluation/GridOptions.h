@@ -34,7 +34,13 @@ struct Setting {
   std::string name;               // "motion-res=160x120 absence-ms=3000", or "default"
   std::vector<std::string> args;  // the hds-replay options it adds
   std::string named;              // the --setting it starts from; empty: none
+  std::vector<std::string> values;  // the value on each axis, in the axes' order
 };
+
+// The values of --vary OPTION=VALUES: split at commas, or at semicolons when
+// there is one (so that a value may hold commas: a --states script). Throws
+// UsageError for an empty value.
+std::vector<std::string> splitVaryValues(const std::string& values);
 
 struct GridOptions {
   std::vector<Clip> clips;
@@ -46,6 +52,7 @@ struct GridOptions {
   std::vector<std::string> replayCommand;  // empty: the hds-replay beside hds-grid
   std::string title = "hds-grid";
   bool help = false;
+  bool version = false;
 };
 
 // argv[0] is the program name. Throws UsageError.

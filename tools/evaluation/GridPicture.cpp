@@ -14,8 +14,14 @@ using namespace drawing;
 constexpr int kLeft = 360, kRight = 30, kTop = 56;
 constexpr int kHeaderH = 34, kTruthH = 22, kStripH = 44, kAxisH = 44, kGap = 10, kLegendH = 34;
 
+constexpr int kAlertH = 14;
+
+int stripHeight(const GridStrip& s) { return kStripH + (s.alert.empty() ? 0 : kAlertH); }
+
 int sectionHeight(const GridSection& s) {
-  return kHeaderH + kTruthH + kGap + static_cast<int>(s.strips.size()) * kStripH + kAxisH;
+  int h = kHeaderH + kTruthH + kGap + kAxisH;
+  for (const GridStrip& strip : s.strips) h += stripHeight(strip);
+  return h;
 }
 
 // Draws one clip's section with its top at `y`; its time runs to the end of
@@ -43,6 +49,7 @@ void drawSection(cv::Mat& img, const GridSection& section, int y) {
     const std::vector<ReplayRecord> r = fromFirstFrame(strip.records);
     text(img, strip.label, kLeft - 10, y + 14, 0.45, kInk, Align::Right);
     text(img, strip.detail, kLeft - 10, y + 31, 0.4, kMuted, Align::Right);
+    if (!strip.alert.empty()) text(img, strip.alert, kLeft - 10, y + 45, 0.4, kFalse, Align::Right);
     // Reports above the status, false motion among them in red.
     const cv::Rect ticks(kLeft, y + 2, plotW, 8), status(kLeft, y + 12, plotW, 20);
     for (const ReplayRecord& rec : r) {
@@ -54,7 +61,8 @@ void drawSection(cv::Mat& img, const GridSection& section, int y) {
     for (double ms : strip.falseMotionMs)
       cv::rectangle(img, cv::Rect(timeX(ms), ticks.y, 2, ticks.height), kFalse, cv::FILLED);
     statusBand(img, status, timeX, r, endMs);
-    y += kStripH;
+    absenceErrorMarks(img, status, timeX, strip.absenceErrors);
+    y += stripHeight(strip);
   }
   const double tickS = niceTickStep(endMs / 1000.0, 12);
   for (double t = 0; t * 1000.0 <= endMs + 1e-6; t += tickS) {
@@ -83,7 +91,7 @@ cv::Mat renderGrid(const std::string& title, const std::vector<GridSection>& sec
   legendItem(img, lx, height - 14, kMotion, "stale status", true);
   legendItem(img, lx, height - 14, kMoving, "truth: moving");
   legendItem(img, lx, height - 14, kNuisance, "nuisance", true);
-  legendItem(img, lx, height - 14, kFalse, "missed, or false motion (ticks)");
+  legendItem(img, lx, height - 14, kFalse, "missed, false motion (ticks), absence errors");
   return img;
 }
 

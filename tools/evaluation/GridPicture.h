@@ -1,7 +1,7 @@
 // The picture of a grid: for each clip its truth band, and under it one strip
 // a setting with the status the host read (stale runs hatched), the reports
-// ticked above it and false motion ticked in red, labelled with the setting
-// and its scores; so one sees at a glance which setting reports a walk-in
+// ticked above it and false motion ticked in red, absence while something
+// moved barred in red, labelled with the setting and its scores; so one sees at a glance which setting reports a walk-in
 // first and which one false-triggers. Pure function of its sections.
 #pragma once
 
@@ -18,8 +18,10 @@ namespace hdsreplay {
 struct GridStrip {
   std::string label;   // the setting
   std::string detail;  // its scores in a line
+  std::string alert;   // a fault the scores found (absence errors), in red under them
   std::vector<ReplayRecord> records;
   std::vector<double> falseMotionMs;
+  drawing::AbsenceErrors absenceErrors;  // marked in red on the status
 };
 
 struct GridSection {

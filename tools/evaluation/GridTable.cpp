@@ -28,20 +28,28 @@ std::string absence(const Scores& s, int decimals = 1) {
   return s.absenceLatencyS ? fixed(*s.absenceLatencyS, decimals) : "never";
 }
 
-// Quoted when it holds a comma (a setting of --states, say).
+// Quoted when it holds a comma (a setting of --states, say) or a quote.
 std::string field(const std::string& s) {
-  return s.find(',') == std::string::npos ? s : "\"" + s + "\"";
+  if (s.find_first_of(",\"") == std::string::npos) return s;
+  std::string quoted = "\"";
+  for (char c : s) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return quoted + "\"";
 }
 
 }  // namespace
 
-std::string gridCsv(const std::vector<GridRow>& rows) {
-  std::string out =
-      "clip,setting,exit,frames,moving,scored,caught,latencies_s,false_reports,false_motion_s,"
+std::string gridCsv(const std::vector<GridRow>& rows, const std::vector<std::string>& axes) {
+  std::string out = "clip,setting,";
+  for (const std::string& axis : axes) out += field(axis) + ",";
+  out +=
+      "exit,frames,moving,scored,caught,latencies_s,false_reports,false_motion_s,"
       "nuisance_reports,nuisance_motion_s,absence_threshold_s,absence_latency_s,absence_errors,"
       "absence_error_s,detect_us_median,detect_us_p99,moving_frames,moving_motion_frames\n";
   for (const GridRow& r : rows) {
-    out += field(r.clip) + "," + field(r.setting) + "," + std::to_string(r.exitStatus) + "," +
+    out += field(r.clip) + "," + field(r.setting) + ",";
+    for (size_t a = 0; a < axes.size(); ++a)
+      out += (a < r.settingValues.size() ? field(r.settingValues[a]) : std::string()) + ",";
+    out += std::to_string(r.exitStatus) + "," +
            std::to_string(r.frames) + ",";
     if (r.scores) {
       const Scores& s = *r.scores;

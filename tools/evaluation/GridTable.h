@@ -20,9 +20,11 @@ struct GridRow {
   std::optional<Scores> scores;  // with a truth
   long frames = 0;
   double detectMedianUs = 0, detectP99Us = 0;
+  std::vector<std::string> settingValues;  // the value on each axis ("none": left out)
 };
 
-std::string gridCsv(const std::vector<GridRow>& rows);
+// `axes`: the options the grid varies, one column each after the setting.
+std::string gridCsv(const std::vector<GridRow>& rows, const std::vector<std::string>& axes = {});
 // Columns aligned with spaces; `withCost` adds the detect() columns.
 std::string gridTable(const std::vector<GridRow>& rows, bool withCost);
 

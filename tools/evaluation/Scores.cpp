@@ -62,7 +62,10 @@ void scoreFalseMotion(const FrameTruth& t, Scores& s) {
       ++s.falseReports;
       s.nuisanceReports += t.nuisance[f];
     }
-    if (rep.status == kStatusAbsence) s.absenceErrors += t.moving[f];
+    if (rep.status == kStatusAbsence && t.moving[f]) {
+      ++s.absenceErrors;
+      s.absenceErrorMs.reports.push_back(static_cast<double>(rep.timestampMs));
+    }
   }
   for (size_t i = 0; i < t.r.size(); ++i) {
     if (t.r[i].processed && t.r[i].motionDetected && !t.excused[i]) {
@@ -70,7 +73,17 @@ void scoreFalseMotion(const FrameTruth& t, Scores& s) {
       s.falseMotionMs.push_back(static_cast<double>(t.r[i].timestampMs));
       if (t.nuisance[i]) s.nuisanceMotionS += t.durationS[i];
     }
-    if (t.moving[i] && t.r[i].status == kStatusAbsence) s.absenceErrorS += t.durationS[i];
+    if (t.moving[i] && t.r[i].status == kStatusAbsence) {
+      s.absenceErrorS += t.durationS[i];
+      // Runs of such frames, each to the end of its last frame.
+      const double from = static_cast<double>(t.r[i].timestampMs);
+      const double to = from + t.durationS[i] * 1e3;
+      auto& read = s.absenceErrorMs.read;
+      if (i > 0 && t.moving[i - 1] && t.r[i - 1].status == kStatusAbsence && !read.empty())
+        read.back().second = to;
+      else
+        read.emplace_back(from, to);
+    }
     if (t.moving[i]) {
       ++s.movingFrames;
       s.movingMotionFrames += t.r[i].processed && t.r[i].motionDetected;

@@ -51,6 +51,7 @@ struct Scores {
   double absenceErrorS = 0;           // time inside moving intervals with the host reading ABSENCE
   std::vector<TruthSpan> spans;       // the truth, nuisance included
   std::vector<double> falseMotionMs;  // frames of false filtered motion, from the first frame
+  drawing::AbsenceErrors absenceErrorMs;  // where the absence errors lie, from the first frame
 
   long caught() const;
   long scoredIntervals() const;

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -29,10 +30,12 @@
 #include "tools/input/Footage.h"
 #include "tools/input/FrameTransform.h"
 #include "tools/input/InputFrames.h"
+#include "tools/input/RawDumpCheck.h"
 #include "tools/input/RawGeometry.h"
 #include "tools/input/ScreenOverlay.h"
 #include "tools/output/CsvWriter.h"
 #include "tools/output/GuardCsv.h"
+#include "tools/output/OutputGuard.h"
 #include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
 #include "tools/output/ReplaySummary.h"
@@ -110,12 +113,62 @@ void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& foota
     if (dump) dump->add(yuv, ts, metadata.exposureNs, metadata.lensMoving);
     pacer.waitForFrame(i);
     ReplayRecord record = host.handOver(yuv, metadata, i, ts);
+    record.timeMs = plan.clock.relativeMs(i);
     record.stillLead = footage.part() == Footage::Part::Lead;
     record.stillTail = footage.part() == Footage::Part::Tail;
     log.add(record, log.wantsFrames() ? hdsml::unpackYuv(yuv) : cv::Mat());
     progress.update(i + 1, std::string("state ") + stateShortName(host.state()) + ", status " +
                                statusName(host.facadeStatus()));
   }
+}
+
+// Every file the replay reads, and every output checked against them.
+// The camera log SceneDumpWriter writes beside a dump; empty for no dump.
+std::string sceneDumpLog(const std::string& dumpPath) {
+  return dumpPath.empty() ? std::string()
+                          : std::filesystem::path(dumpPath).replace_extension(".csv").string();
+}
+
+void guardOutputs(const ReplayOptions& o, const std::string& cameraLog) {
+  OutputGuard guard;
+  guard.input(o.input, "input");
+  guard.input(cameraLog, "camera log");
+  guard.input(o.truthPath, "truth");
+  guard.input(o.configPath, "configuration");
+  guard.input(o.guardsPath, "guards");
+  if (o.scene.screen) guard.input(o.scene.screen->source, "screen");
+  guard.output(o.csvPath, "CSV");
+  guard.output(o.scoresPath, "scores");
+  guard.output(o.plotPath, "timeline");
+  guard.output(o.annotatePath, "annotated frames", !isVideoPath(o.annotatePath));
+  guard.output(o.sheetPath, "contact sheet");
+  guard.output(o.libraryLog == "-" ? std::string() : o.libraryLog, "library log");
+  guard.output(o.guardCsvPath, "guard CSV");
+  guard.output(o.saveDumpPath, "scene dump");
+  guard.output(sceneDumpLog(o.saveDumpPath), "scene dump's camera log");
+}
+
+// A camera log describes every frame of its dump, no more and no fewer.
+void checkLogCoversInput(const CameraLog& log, const FrameSource& source) {
+  const long frames = source.frameCount();
+  const long rows = static_cast<long>(log.entries().size());
+  if (frames < 0 || rows == frames) return;
+  const std::string counts = "camera log '" + log.path() + "' lists " + std::to_string(rows) +
+                             " frames; the input holds " + std::to_string(frames);
+  // A video's header may count a frame or two it cannot decode; a dump's size does not lie.
+  if (source.kind() != "video" || rows < frames)
+    throw std::runtime_error(counts + ": a log belongs to its input, row for row");
+  std::fprintf(stderr, "hds-replay: warning: %s\n", counts.c_str());
+}
+
+// A video that ends before the frame count its header gives is likely cut short.
+void warnShortInput(const ReplayOptions& o, const InputFrames& input) {
+  const long declared = input.source().frameCount();
+  const long read = input.framesRead();
+  if (input.source().kind() != "video" || declared <= read) return;
+  if (o.maxFrames >= 0 && read >= o.maxFrames) return;
+  std::fprintf(stderr, "hds-replay: warning: %s\n",
+               endedEarlyWarning(o.input, read, declared).c_str());
 }
 
 }  // namespace
@@ -125,10 +178,27 @@ int Replayer::run() {
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
 
   const std::optional<RawGeometry> raw = rawGeometry(o);
-  InputFrames input(o.input, o.maxFrames, raw);
   const std::string cameraLog = !o.cameraLog.empty() ? o.cameraLog
                                 : raw                ? CameraLog::besideDump(o.input)
                                                      : std::string();
+  // Before anything is read: no output may name an input, and every output's
+  // folder must take it. Outputs go under temporary names until the end.
+  guardOutputs(o, cameraLog);
+  PendingOutputs pending;
+  ReplayOptions written = o;
+  written.csvPath = pending.add(o.csvPath);
+  written.scoresPath = pending.add(o.scoresPath);
+  written.plotPath = pending.add(o.plotPath);
+  written.annotatePath = pending.add(o.annotatePath);
+  written.sheetPath = pending.add(o.sheetPath);
+  written.guardCsvPath = pending.add(o.guardCsvPath);
+  written.saveDumpPath = pending.add(o.saveDumpPath);
+  pending.add(sceneDumpLog(o.saveDumpPath));  // the writer names it after the dump's temporary
+
+  InputFrames input(o.input, o.maxFrames, raw);
+  if (raw)
+    for (const std::string& warning : checkRawDump(o.input, *raw))
+      std::fprintf(stderr, "hds-replay: warning: %s\n", warning.c_str());
   const double fps = frameRate(o, input.source());
   const ConfigFile config(o);
   const std::unique_ptr<GuardedConfig> guarded =
@@ -137,9 +207,12 @@ int Replayer::run() {
           : std::make_unique<GuardedConfig>(config.path(), o.guardsPath, o.masks, o.guardKeys);
   const std::string& configPath = guarded ? guarded->path() : config.path();
   if (o.absenceMs >= 0) ::setenv("PERSIST_HDS_CV_ABSENCE", std::to_string(o.absenceMs).c_str(), 1);
-  const ReplayPlan plan =
-      planReplay(o, input.source().frameCount(), fps,
-                 cameraLog.empty() ? std::nullopt : std::optional(CameraLog::load(cameraLog)));
+  std::optional<CameraLog> logged;
+  if (!cameraLog.empty()) {
+    logged = CameraLog::load(cameraLog);
+    checkLogCoversInput(*logged, input.source());
+  }
+  const ReplayPlan plan = planReplay(o, input.source().frameCount(), fps, std::move(logged));
 
   const std::optional<Truth> truth =
       o.truthPath.empty() ? std::nullopt : std::optional(Truth::load(o.truthPath));
@@ -148,13 +221,13 @@ int Replayer::run() {
 
   // Outputs are opened before the replay so that a bad path fails at once.
   std::unique_ptr<CsvWriter> csv;
-  if (!o.csvPath.empty()) csv = std::make_unique<CsvWriter>(o.csvPath);
+  if (!o.csvPath.empty()) csv = std::make_unique<CsvWriter>(written.csvPath);
   checkPicturePath(o.plotPath, "timeline");
   checkPicturePath(o.sheetPath, "contact sheet");
   checkAnnotationPath(o.annotatePath);
   std::unique_ptr<SceneDumpWriter> dump;
   if (!o.saveDumpPath.empty())
-    dump = std::make_unique<SceneDumpWriter>(o.saveDumpPath, o.input, cameraLog, raw, o.layout,
+    dump = std::make_unique<SceneDumpWriter>(written.saveDumpPath, o.input, cameraLog, raw, o.layout,
                                              o.rowPadding);
   if (plan.plannedTotal >= 0) warnUnreached(plan, plan.plannedTotal);
 
@@ -162,7 +235,7 @@ int Replayer::run() {
   Facade det(configPath, o.debug);
   const cv::Size motionRes(det.client()->motionResW, det.client()->motionResH);
   const long long absenceThresholdMs = det.client()->absenceThreshold;
-  FrameLog log(o, plan, det.client(), motionRes);
+  FrameLog log(written, plan, det.client(), motionRes);
   ProgressBar progress(o.progress, plan.plannedTotal);
   Host host(det, o, plan);
   const Pacer pacer(o.pace, plan.fps);
@@ -173,6 +246,7 @@ int Replayer::run() {
   if (plan.plannedTotal < 0) warnUnreached(plan, static_cast<long>(log.records().size()));
   const double runSeconds = pacer.elapsedSeconds();
   progress.finish();
+  warnShortInput(o, input);
 
   // The library's last words (teardown) still go to its log.
   PresenceDetectorWrapper::destroy();
@@ -182,7 +256,7 @@ int Replayer::run() {
     for (const ReplayRecord& r : log.records()) csv->write(r);
     csv->close();
   }
-  if (!o.guardCsvPath.empty()) writeGuardCsv(o.guardCsvPath, log.records());
+  if (!o.guardCsvPath.empty()) writeGuardCsv(written.guardCsvPath, log.records());
   log.closeAnnotations();
   RunFacts facts;
   facts.kind = input.source().kind();
@@ -201,17 +275,19 @@ int Replayer::run() {
     scores = Scores::compute(log.records(), spans, static_cast<double>(absenceThresholdMs),
                              o.toleranceFrames);
     scores->truthPath = o.truthPath;
-    if (!o.scoresPath.empty()) writeText(o.scoresPath, scores->json(), "scores");
+    if (!o.scoresPath.empty()) writeText(written.scoresPath, scores->json(), "scores");
   }
   if (!o.plotPath.empty()) {
     TimelineInfo info = timelineInfo(o, plan, facts);
     if (scores) {
       info.truth = scores->marks();
       info.falseMotionMs = scores->falseMotionMs;
+      info.absenceErrorsMs = scores->absenceErrorMs;
     }
-    writeTimeline(o.plotPath, log.records(), info);
+    writeTimeline(written.plotPath, log.records(), info);
   }
   log.writeSheet();
+  pending.commitAll();
   printSummary(o, summaryHeader(o, plan, facts),
                ReplaySummary::compute(log.records(), input.framesRead(), runSeconds),
                scores ? scores->format() : std::string());

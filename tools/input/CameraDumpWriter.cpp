@@ -27,28 +27,32 @@ std::FILE* create(const std::string& path, const char* what) {
   return f;
 }
 
-bool namesOneFile(const std::string& path) {
+}  // namespace
+
+bool CameraDumpWriter::namesOneFile(const std::string& path) {
   return RawYuvSource::isRawExtension(lowerExtension(path));
 }
 
-}  // namespace
+std::string CameraDumpWriter::logPathFor(const std::string& path) {
+  return namesOneFile(path) ? fs::path(path).replace_extension(".csv").string()
+                            : (fs::path(path) / "frames.csv").string();
+}
 
 CameraDumpWriter::CameraDumpWriter(const std::string& path, hdsml::YuvLayout layout, int rowPadding,
-                                   double fps, int exposureNs)
+                                   double fps, int exposureNs, const std::string& logPath)
     : path_(path),
       layout_(layout),
       rowPadding_(rowPadding),
       fps_(fps),
       exposureNs_(exposureNs),
-      oneFile_(namesOneFile(path)) {
+      oneFile_(namesOneFile(path)),
+      logPath_(logPath.empty() ? logPathFor(path) : logPath) {
   if (oneFile_) {
     frames_ = create(path, "camera dump");
-    logPath_ = fs::path(path).replace_extension(".csv").string();
   } else {
     std::error_code ec;
     fs::create_directories(path, ec);
     if (ec) throw std::runtime_error("cannot create folder '" + path + "': " + ec.message());
-    logPath_ = (fs::path(path) / "frames.csv").string();
   }
   log_ = create(logPath_, "camera log");
   std::fputs("timestamp_ms,exposure_ns,lens_moving\n", log_);

@@ -20,8 +20,9 @@ namespace hdsreplay {
 class CameraDumpWriter {
  public:
   // Throws std::runtime_error when the dump or its log cannot be created.
+  // `logPath` empty: the log's usual place, logPathFor(path).
   CameraDumpWriter(const std::string& path, hdsml::YuvLayout layout, int rowPadding, double fps,
-                   int exposureNs);
+                   int exposureNs, const std::string& logPath = "");
   ~CameraDumpWriter();
   CameraDumpWriter(const CameraDumpWriter&) = delete;
   CameraDumpWriter& operator=(const CameraDumpWriter&) = delete;
@@ -30,6 +31,11 @@ class CameraDumpWriter {
   void add(const cv::Mat& bgr);
   // Flushes and closes; throws when the data did not reach the files.
   void close();
+
+  // Where a dump's camera log goes: NAME.csv beside one file, FOLDER/frames.csv.
+  static std::string logPathFor(const std::string& path);
+  // True when `path` names one file of frames (.nv21 ...), else a folder.
+  static bool namesOneFile(const std::string& path);
 
   const std::optional<RawGeometry>& geometry() const { return geometry_; }
   const std::string& logPath() const { return logPath_; }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -20,10 +22,13 @@ inline std::string lowerExtension(const std::filesystem::path& path) {
   return ext;
 }
 
-// Throws std::runtime_error "cannot read WHAT 'PATH'".
+// Throws std::runtime_error "cannot read WHAT 'PATH': REASON".
 inline std::string readText(const std::string& path, const std::string& what) {
+  errno = 0;
   std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot read " + what + " '" + path + "'");
+  if (!in)
+    throw std::runtime_error("cannot read " + what + " '" + path +
+                             "': " + std::strerror(errno ? errno : ENOENT));
   std::stringstream text;
   text << in.rdbuf();
   return text.str();

@@ -1,7 +1,11 @@
 #include "tools/input/FrameSource.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -40,6 +44,9 @@ std::unique_ptr<FrameSource> FrameSource::open(const std::string& path,
   if (ec || !fs::exists(st)) throw std::runtime_error("no such file or folder: '" + path + "'");
   if (!fs::is_directory(st) && !fs::is_regular_file(st))
     throw std::runtime_error("'" + path + "' is neither a file nor a folder");
+  // Said as it is: a file that cannot be opened is not one that cannot be decoded.
+  if (::access(path.c_str(), fs::is_directory(st) ? R_OK | X_OK : R_OK) != 0)
+    throw std::runtime_error("cannot read '" + path + "': " + std::strerror(errno));
   if (raw) return std::make_unique<RawYuvSource>(path, *raw);
   if (!rawExtensionOf(path).empty())
     throw std::runtime_error("'" + path +
@@ -47,6 +54,11 @@ std::unique_ptr<FrameSource> FrameSource::open(const std::string& path,
                              "their layout with --layout unless the name says it)");
   if (fs::is_directory(st)) return std::make_unique<ImageFolderSource>(path);
   return std::make_unique<VideoSource>(path);
+}
+
+std::string endedEarlyWarning(const std::string& path, long read, long declared) {
+  return "'" + path + "' ended after " + std::to_string(read) + " frames, though its header says " +
+         std::to_string(declared) + ": the file may be cut short or damaged";
 }
 
 std::string inputName(const std::string& path) {

@@ -45,6 +45,10 @@ class FrameSource {
   virtual std::string kind() const = 0;  // "video", "images" or "raw nv21" ...
 };
 
+// The warning for a video that ended after `read` frames when its header
+// declares `declared`: cut short or damaged.
+std::string endedEarlyWarning(const std::string& path, long read, long declared);
+
 // The input's file or folder name, as titles show it.
 std::string inputName(const std::string& path);
 

@@ -1,7 +1,11 @@
 #include "tools/input/ImageFolderSource.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -35,7 +39,10 @@ bool ImageFolderSource::read(SourceFrame& out) {
   if (next_ >= files_.size()) return false;
   const std::string& file = files_[next_++];
   cv::Mat image = cv::imread(file, cv::IMREAD_COLOR);
-  if (image.empty()) throw std::runtime_error("cannot read image '" + file + "'");
+  if (image.empty())
+    throw std::runtime_error("cannot read image '" + file + "': " +
+                             (::access(file.c_str(), R_OK) != 0 ? std::strerror(errno)
+                                                                : "not a picture OpenCV decodes"));
   if (size_.empty()) {
     size_ = image.size();
   } else if (image.size() != size_) {

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
 #include "tools/input/Files.h"
+#include "tools/input/RawDumpCheck.h"
 
 namespace hdsreplay {
 
@@ -44,7 +46,7 @@ RawYuvSource::RawYuvSource(const std::string& path, const RawGeometry& geometry)
   if (bytes == geometry_.tightBytes() || (bytes > 0 && bytes % frame == 0))
     frameCount_ = bytes == geometry_.tightBytes() ? 1 : static_cast<long>(bytes / frame);
   else
-    throw std::runtime_error(sizeMessage(path, bytes) + ", not a whole number of frames");
+    throw std::runtime_error(wholeFramesMessage(path, bytes));
   file_ = std::fopen(path.c_str(), "rb");
   if (file_ == nullptr)
     throw std::runtime_error("cannot read '" + path + "': " + std::strerror(errno));
@@ -65,6 +67,18 @@ std::string RawYuvSource::sizeMessage(const std::string& file, size_t bytes) con
               ? " (" + std::to_string(geometry_.tightBytes()) + " without its last row's padding)"
               : std::string()) +
          ": check --raw, --layout and --row-stride";
+}
+
+std::string RawYuvSource::wholeFramesMessage(const std::string& file, size_t bytes) const {
+  char frames[64];
+  std::snprintf(frames, sizeof frames, ", %.2f frames: not a whole number",
+                static_cast<double>(bytes) / static_cast<double>(geometry_.frameBytes()));
+  std::string fits;
+  for (const std::string& g : fittingGeometries(bytes, geometry_))
+    fits += (fits.empty() ? "" : ", ") + g;
+  return sizeMessage(file, bytes) + frames +
+         (fits.empty() ? std::string("; no common frame size fits its size")
+                       : "; sizes that fit: " + fits);
 }
 
 bool RawYuvSource::read(SourceFrame& out) {

@@ -34,6 +34,8 @@ class RawYuvSource : public FrameSource {
 
  private:
   std::string sizeMessage(const std::string& file, size_t bytes) const;
+  // The refusal of a file of frames whose size is not a whole number of them.
+  std::string wholeFramesMessage(const std::string& file, size_t bytes) const;
 
   const std::string path_;
   const RawGeometry geometry_;

@@ -73,7 +73,11 @@ Camera dumps (raw YUV 4:2:0 frames, handed to detect() as they are)
                         two optional). Found by itself beside a dump: NAME.csv
                         for NAME.nv21, FOLDER/frames.csv for a folder. Its
                         timestamps replace --fps; its exposures are used unless
-                        --exposure is given
+                        --exposure is given, and it must list as many
+                        frames as the dump holds
+  A dump that is not a whole number of frames is refused with the sizes that
+  would fit it; one whose luma rows match best at another stride, or whose
+  chroma looks interleaved when i420 or yv12 is said, is warned about first.
 
 Detection state
   --states SCRIPT       state changes, e.g. "0:DETECT_MOTION,30s:DETECT_ABSENCE".
@@ -151,7 +155,9 @@ Output
   --guard-csv FILE      with guards: one row per analysed frame of what they did
                         (moved and needed area, which guard acted, light
                         mode, measured noise, threshold, gain, lag)
-  --csv FILE            one row per frame: frame, timestamp_ms, state, status,
+  --csv FILE            one row per frame: frame, time_s (seconds from the first
+                        frame handed over), timestamp_ms (as handed to detect():
+                        the input's own clock, as report_ts), state, status,
                         status_name, confidence, report_ts, motion_detected,
                         motion_score, vote, rect_count, rects, processed,
                         dropped, new_report, fresh (0 when the status the host
@@ -179,6 +185,14 @@ Output
                         standard output. By default it is discarded.
   --no-progress         no progress bar (it is shown only on a terminal anyway)
   -h, --help            this text
+  --version             the version of the hdsml library
+
+Before anything is read, every output is checked: none may name an input (the
+video or dump, its camera log, the truth, the configuration), and each one's
+folder must exist and be writable. Outputs are written under temporary names
+beside them and put in place only when the replay succeeds, so a failed run
+leaves none behind. Times in every output count in seconds from the first frame
+handed over; the CSV keeps the input's own clock too (timestamp_ms).
 
 Motion rectangles, per-frame votes and the filter's window are known only with
 --pace lockstep: they are read from the motion detector while its thread is
@@ -445,6 +459,11 @@ void applyValueOption(const std::map<std::string, OptionHandler>& withValue, std
 
 }  // namespace
 
+long long parseWholeNumber(const std::string& option, const std::string& text, long long min,
+                           long long max) {
+  return parseInteger(option, text, min, max);
+}
+
 ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
   ReplayOptions o;
   const std::map<std::string, OptionHandler> withValue = valueOptions(o);
@@ -453,6 +472,10 @@ ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
     const std::string arg = argv[i];
     if (arg == "-h" || arg == "--help") {
       o.help = true;
+      return o;
+    }
+    if (arg == "--version") {
+      o.version = true;
       return o;
     }
     if (arg == "--debug") {

@@ -78,7 +78,13 @@ struct ReplayOptions {
   bool debug = false;
   bool progress = true;
   bool help = false;
+  bool version = false;
 };
+
+// A whole number from `min` to `max` given to `option`. Throws UsageError
+// naming the option, the text and the range.
+long long parseWholeNumber(const std::string& option, const std::string& text, long long min,
+                           long long max);
 
 // argv[0] is the program name. Throws UsageError.
 ReplayOptions parseReplayOptions(int argc, const char* const argv[]);

@@ -43,16 +43,20 @@ void drawAnnotation(cv::Mat& img, const ReplayRecord& r, cv::Size motionRes) {
   const int pad = std::max(4, glyph.width / 2);
 
   char left[96];
-  std::snprintf(left, sizeof left, "%.1f s  #%ld%s", r.timestampMs / 1000.0, r.frame,
+  std::snprintf(left, sizeof left, "%.1f s  #%ld%s", r.timeMs / 1000.0, r.frame,
                 r.stillTail ? "  still" : "");
   cv::putText(img, left, cv::Point(pad, y), font, scale, cv::Scalar(255, 255, 255), 1, cv::LINE_AA);
 
   // Right: the status the host reads, as a coloured tag; before it the frame's score.
-  const std::string tag = r.status == kStatusMotion    ? "MOTION"
-                          : r.status == kStatusAbsence ? "ABSENCE"
-                                                       : "no report";
-  const cv::Scalar tagColour =
+  // A stale status (decided before the last state change) says so, on a pale tag.
+  const bool reported = r.status == kStatusMotion || r.status == kStatusAbsence;
+  const std::string tag = std::string(r.status == kStatusMotion    ? "MOTION"
+                                      : r.status == kStatusAbsence ? "ABSENCE"
+                                                                   : "no report") +
+                          (reported && !r.fresh ? " (stale)" : "");
+  cv::Scalar tagColour =
       r.status == kStatusMotion ? kMotion : (r.status == kStatusAbsence ? kAbsence : kNone);
+  if (reported && !r.fresh) tagColour = (tagColour + kNone) * 0.5;
   const cv::Size tagSize = cv::getTextSize(tag, font, scale, 1, &baseline);
   const cv::Rect tagBox(img.cols - pad - tagSize.width - 2 * pad, 2, tagSize.width + 2 * pad,
                         bannerH - 4);

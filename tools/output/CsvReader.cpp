@@ -1,5 +1,6 @@
 #include "tools/output/CsvReader.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -47,6 +48,11 @@ std::vector<ReplayRecord> parseReplayCsv(const std::string& text, const std::str
     ReplayRecord r;
     r.frame = static_cast<long>(integer("frame"));
     r.timestampMs = integer("timestamp_ms");
+    // Written to the millisecond; a CSV without the column counts from its first row.
+    const std::string time = cell("time_s");
+    r.timeMs = !time.empty() ? std::llround(std::strtod(time.c_str(), nullptr) * 1000.0)
+               : records.empty() ? 0
+                                 : r.timestampMs - records.front().timestampMs + records.front().timeMs;
     r.state = stateValue(cell("state"));
     r.status = static_cast<int>(integer("status"));
     r.confidence = std::strtof(cell("confidence").c_str(), nullptr);

@@ -34,7 +34,7 @@ CsvWriter::~CsvWriter() {
 }
 
 std::string CsvWriter::header() {
-  return "frame,timestamp_ms,state,status,status_name,confidence,report_ts,motion_detected,"
+  return "frame,time_s,timestamp_ms,state,status,status_name,confidence,report_ts,motion_detected,"
          "motion_score,vote,rect_count,rects,processed,dropped,new_report,fresh,window_votes,"
          "window_length,since_motion_ms,lens_moving,detect_us\n";
 }
@@ -60,8 +60,8 @@ std::string CsvWriter::row(const ReplayRecord& r) {
     std::snprintf(since, sizeof since, "%lld", static_cast<long long>(*r.sinceMotionMs));
   // The rectangles go between two fixed-size parts: a busy frame has many.
   char head[256], tail[160];
-  std::snprintf(head, sizeof head, "%ld,%lld,%s,%d,%s,%.6f,%lld,%s,%s,%s,", r.frame,
-                static_cast<long long>(r.timestampMs), stateFullName(r.state), r.status,
+  std::snprintf(head, sizeof head, "%ld,%.3f,%lld,%s,%d,%s,%.6f,%lld,%s,%s,%s,", r.frame,
+                static_cast<double>(r.timeMs) / 1000.0, static_cast<long long>(r.timestampMs), stateFullName(r.state), r.status,
                 statusName(r.status), r.confidence, static_cast<long long>(r.reportTimestampMs),
                 motion, r.vote < 0 ? "" : (r.vote ? "1" : "0"),
                 r.rectsKnown ? std::to_string(r.rects.size()).c_str() : "");

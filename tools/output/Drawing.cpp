@@ -133,5 +133,26 @@ void statusBand(cv::Mat& img, const cv::Rect& band, const TimeToX& timeX,
   cv::rectangle(img, band, kFrame, 1);
 }
 
+void absenceErrorMarks(cv::Mat& img, const cv::Rect& band, const TimeToX& timeX,
+                       const AbsenceErrors& errors) {
+  const std::string label = "ABSENCE while moving";
+  for (const auto& [from, to] : errors.read) {
+    const int x0 = std::max(band.x, timeX(from));
+    const int x1 = std::min(band.x + band.width, std::max(timeX(to), x0 + 2));
+    cv::rectangle(img, cv::Rect(x0, band.y - 3, x1 - x0, 3), kFalse, cv::FILLED);
+    cv::rectangle(img, cv::Rect(x0, band.y + band.height, x1 - x0, 3), kFalse, cv::FILLED);
+    const int w = textWidth(label, 0.4);
+    if (w + 12 < x1 - x0) {
+      cv::rectangle(img, cv::Rect((x0 + x1 - w) / 2 - 4, band.y + band.height / 2 - 8, w + 8, 16),
+                    kWhite, cv::FILLED);
+      text(img, label, (x0 + x1) / 2, band.y + band.height / 2 + 5, 0.4, kFalse, Align::Centre);
+    }
+  }
+  for (double ms : errors.reports) {
+    const int x = timeX(ms);
+    cv::rectangle(img, cv::Rect(x - 1, band.y - 3, 3, band.height + 6), kFalse, cv::FILLED);
+  }
+}
+
 }  // namespace drawing
 }  // namespace hdsreplay

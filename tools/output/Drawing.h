@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -62,6 +63,15 @@ struct TruthMark {
   bool missed = false;
 };
 
+// Absence while something moved, in milliseconds from the first frame: the
+// absence reports decided then, and the runs of frames the host read as ABSENCE.
+struct AbsenceErrors {
+  std::vector<double> reports;
+  std::vector<std::pair<double, double>> read;  // (start, end)
+
+  bool empty() const { return reports.empty() && read.empty(); }
+};
+
 // The truth inside `band` (its full width): moving intervals solid, nuisance
 // hatched, each labelled where it fits; frames of false motion as red ticks
 // along the band's foot.
@@ -72,6 +82,12 @@ void truthBand(cv::Mat& img, const cv::Rect& band, const TimeToX& timeX,
 // `endMs` is where the last frame ends.
 void statusBand(cv::Mat& img, const cv::Rect& band, const TimeToX& timeX,
                 const std::vector<ReplayRecord>& records, double endMs);
+
+// Absence errors over a status band: red bars above and below each run read
+// as ABSENCE while something moved, labelled where it fits, and a red tick at
+// each absence report decided then.
+void absenceErrorMarks(cv::Mat& img, const cv::Rect& band, const TimeToX& timeX,
+                       const AbsenceErrors& errors);
 
 }  // namespace drawing
 }  // namespace hdsreplay

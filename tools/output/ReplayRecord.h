@@ -20,7 +20,8 @@ const char* statusName(int status);  // "MOTION", "ABSENCE", "NO_MOTION", "NONE"
 
 struct ReplayRecord {
   long frame = 0;
-  int64_t timestampMs = 0;
+  int64_t timestampMs = 0;  // as handed to detect(): the input's own clock
+  int64_t timeMs = 0;       // from the first frame handed over: the clock of every output
   int state = 0;           // 0 DETECT_MOTION, 1 DETECT_PRESENCE, 2 DETECT_ABSENCE
   bool stillLead = false;  // the input's first frame, held before it
   bool stillTail = false;  // a repeat of the last input frame

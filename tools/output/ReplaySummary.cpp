@@ -35,6 +35,20 @@ std::vector<Report> collectReports(const std::vector<ReplayRecord>& records) {
   return reports;
 }
 
+std::vector<std::pair<long, std::string>> lightModeSwitches(
+    const std::vector<ReplayRecord>& records) {
+  std::vector<std::pair<long, std::string>> switches;
+  int length = 0;  // the last window length seen; 0 before any
+  for (size_t i = 0; i < records.size(); ++i) {
+    const int now = records[i].windowLength;
+    if (records[i].windowVotes < 0 || now <= 0) continue;
+    if (length > 0 && now != length)
+      switches.emplace_back(static_cast<long>(i), now < length ? "low light" : "normal light");
+    length = now;
+  }
+  return switches;
+}
+
 std::vector<StaleRun> collectStaleRuns(const std::vector<ReplayRecord>& records) {
   std::vector<StaleRun> runs;
   for (size_t i = 0; i < records.size(); ++i) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/output/ReplayRecord.h"
@@ -32,6 +33,12 @@ struct StaleRun {
   int64_t startMs, endMs;
 };
 std::vector<StaleRun> collectStaleRuns(const std::vector<ReplayRecord>& records);
+
+// Where the light mode switched, as the filter's window shows it (12 votes in
+// normal light, 5 in low light; known in lockstep only): the index of the first
+// record in the new mode, and "low light" or "normal light".
+std::vector<std::pair<long, std::string>> lightModeSwitches(
+    const std::vector<ReplayRecord>& records);
 
 struct ReplaySummary {
   long framesRead = 0;  // from the input, without the still tail

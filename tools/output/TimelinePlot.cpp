@@ -23,6 +23,8 @@ const cv::Scalar kVoteNo(232, 232, 232);
 const cv::Scalar kAnalysed(140, 195, 140);
 const cv::Scalar kDropped(60, 60, 225);
 const cv::Scalar kTail(244, 244, 244);
+const cv::Scalar kLens(40, 190, 230);
+const cv::Scalar kLight(20, 140, 200);
 const cv::Scalar kStateColour[3] = {cv::Scalar(190, 230, 190), cv::Scalar(225, 200, 230),
                                     cv::Scalar(240, 215, 180)};
 
@@ -49,7 +51,7 @@ class TimelinePainter {
         endMs_(records.empty() ? 1000.0 : records.back().timestampMs + 1000.0 / info.fps),
         firstRow_(info.truth.empty() ? 0 : 1),
         bandsBottom_(kBandsTop + (kBandCount + firstRow_) * (kBandH + kBandGap) - kBandGap),
-        height_(bandsBottom_ + kAxisH + kLegendH * (info.truth.empty() ? 1 : 2)),
+        height_(bandsBottom_ + kAxisH + kLegendH * 2),
         img_(height_, width_, CV_8UC3, cv::Scalar(255, 255, 255)) {}
 
   cv::Mat paint() {
@@ -60,6 +62,7 @@ class TimelinePainter {
     drawScoreGrid();
     drawTimeAxis();
     drawEvents();
+    drawLightSwitches();
     drawThresholdLine();
     drawScoreCurve();
     drawAbsenceReports(reports);
@@ -139,6 +142,19 @@ class TimelinePainter {
     }
   }
 
+  // The light mode, as the filter's window shows it (12 frames, 5 in low
+  // light), known in lockstep: a labelled line where it switches.
+  void drawLightSwitches() {
+    for (const auto& [frame, label] : lightModeSwitches(records_)) {
+      const int x = timeX(static_cast<double>(records_[frame].timestampMs));
+      dashedLine(img_, cv::Point(x, kScoreTop), cv::Point(x, bandsBottom_), kLight, 1, 3, 3);
+      cv::rectangle(img_, cv::Rect(x - 1, kScoreTop + 1, 3, 10), kLight, cv::FILLED);
+      const int w = textWidth(label, 0.45);
+      const int tx = x + 6 + w < kLeft + plotW_ ? x + 6 : x - 6 - w;
+      text(img_, label, tx, kScoreTop + 30, 0.45, kLight);
+    }
+  }
+
   void drawThresholdLine() {
     dashedLine(img_, cv::Point(kLeft, scoreY(0.8)), cv::Point(kLeft + plotW_, scoreY(0.8)),
                kThreshold, 1);
@@ -174,27 +190,43 @@ class TimelinePainter {
     int64_t lastMotionMs = -1;
     size_t ri = 0;
     int prevStatus = -1;
+    bool prevError = false;
     int labelRow = 0;
     for (size_t i = 0; i < records_.size(); ++i) {
       if (records_[i].processed && records_[i].motionDetected)
         lastMotionMs = records_[i].timestampMs;
       for (; ri < reports.size() && reports[ri].frame == static_cast<long>(i); ++ri) {
         const Report& rep = reports[ri];
-        if (rep.status == kStatusAbsence && prevStatus != kStatusAbsence) {
-          markAbsence(rep.timestampMs, lastMotionMs, labelRow);
+        // The first of a run, and the first error in it; the other errors are ticked.
+        const bool error = isAbsenceError(rep);
+        if (rep.status == kStatusAbsence &&
+            (prevStatus != kStatusAbsence || (error && !prevError))) {
+          markAbsence(rep.timestampMs, lastMotionMs, labelRow, error);
           labelRow = (labelRow + 1) % 3;
         }
         prevStatus = rep.status;
+        prevError = error;
       }
     }
   }
 
+  bool isAbsenceError(const Report& rep) const {
+    const auto& errors = info_.absenceErrorsMs.reports;
+    return rep.status == kStatusAbsence &&
+           std::find(errors.begin(), errors.end(), static_cast<double>(rep.timestampMs)) !=
+               errors.end();
+  }
+
   // A line at the report; with a motion before it, a span back to that motion.
-  void markAbsence(int64_t reportMs, int64_t lastMotionMs, int labelRow) {
+  // An absence reported while the truth says something moved is an error, in red.
+  void markAbsence(int64_t reportMs, int64_t lastMotionMs, int labelRow, bool error) {
+    const cv::Scalar colour = error ? kFalse : kAbsence;
     const int x = timeX(static_cast<double>(reportMs));
-    cv::line(img_, cv::Point(x, kScoreTop), cv::Point(x, bandsBottom_), kAbsence, 2, cv::LINE_AA);
+    cv::line(img_, cv::Point(x, kScoreTop), cv::Point(x, bandsBottom_), colour, 2, cv::LINE_AA);
     char buf[96];
-    std::snprintf(buf, sizeof buf, "absence reported at %.1f s", reportMs / 1000.0);
+    std::snprintf(buf, sizeof buf,
+                  error ? "ABSENCE ERROR at %.1f s: something moved" : "absence reported at %.1f s",
+                  reportMs / 1000.0);
     const std::string label = buf;
     int xm = x;
     std::string second;
@@ -204,8 +236,8 @@ class TimelinePainter {
       second = buf;
       xm = timeX(static_cast<double>(lastMotionMs));
       const int yb = scoreY(0.5) + labelRow * 44;
-      cv::line(img_, cv::Point(xm, yb), cv::Point(x, yb), kAbsence, 1, cv::LINE_AA);
-      cv::line(img_, cv::Point(xm, yb - 6), cv::Point(xm, yb + 6), kAbsence, 2);
+      cv::line(img_, cv::Point(xm, yb), cv::Point(x, yb), colour, 1, cv::LINE_AA);
+      cv::line(img_, cv::Point(xm, yb - 6), cv::Point(xm, yb + 6), colour, 2);
     }
     // Beside the line if there is room on the right, else left of the span.
     const int w = std::max(textWidth(label, 0.5), textWidth(second, 0.45));
@@ -213,8 +245,8 @@ class TimelinePainter {
     const int ty = scoreY(0.5) - 4 + labelRow * 44;
     cv::rectangle(img_, cv::Rect(tx - 4, ty - 16, w + 8, second.empty() ? 22 : 40),
                   cv::Scalar(255, 255, 255), cv::FILLED);
-    text(img_, label, tx, ty, 0.5, kAbsence);
-    if (!second.empty()) text(img_, second, tx, ty + 17, 0.45, kAbsence);
+    text(img_, label, tx, ty, 0.5, colour);
+    if (!second.empty()) text(img_, second, tx, ty + 17, 0.45, colour);
   }
 
   void drawBands(const std::vector<Report>& reports) {
@@ -224,6 +256,9 @@ class TimelinePainter {
     statusBand(
         img_, bandRect(kStatusBand, kLeft, kLeft + plotW_), [this](double ms) { return timeX(ms); },
         records_, endMs_);
+    absenceErrorMarks(
+        img_, bandRect(kStatusBand, kLeft, kLeft + plotW_), [this](double ms) { return timeX(ms); },
+        info_.absenceErrorsMs);
     if (!info_.truth.empty()) {
       text(img_, "truth", kLeft - 10, rowRect(0, 0, 1).y + 17, 0.5, kInk, Align::Right);
       truthBand(
@@ -251,9 +286,9 @@ class TimelinePainter {
       const auto [x0, x1] = frameSpan(i);
       if (r.vote >= 0)
         cv::rectangle(img_, bandRect(kVoteBand, x0, x1), r.vote ? kVoteYes : kVoteNo, cv::FILLED);
-      if (r.processed || r.dropped)
-        cv::rectangle(img_, bandRect(kAnalysedBand, x0, x1), r.processed ? kAnalysed : kDropped,
-                      cv::FILLED);
+      if (r.processed || r.dropped || r.lensMoving)
+        cv::rectangle(img_, bandRect(kAnalysedBand, x0, x1),
+                      r.processed ? kAnalysed : (r.dropped ? kDropped : kLens), cv::FILLED);
       cv::rectangle(img_, bandRect(kStateBand, x0, x1),
                     kStateColour[std::min(2, std::max(0, r.state))], cv::FILLED);
     }
@@ -309,7 +344,7 @@ class TimelinePainter {
 
   void drawLegend() {
     int lx = kLeft;
-    const int ly = height_ - 14 - (info_.truth.empty() ? 0 : kLegendH);
+    const int ly = height_ - 14 - kLegendH;
     legendItem(img_, lx, ly, kVoteYes, "vote: regions found");
     legendItem(img_, lx, ly, kAnalysed, "analysed");
     legendItem(img_, lx, ly, kDropped, "dropped");
@@ -318,11 +353,13 @@ class TimelinePainter {
     legendItem(img_, lx, ly, kAbsence, "absence reported");
     legendItem(img_, lx, ly, kMotionPale, "filter says motion");
     legendItem(img_, lx, ly, kTail, "held frame");
-    if (info_.truth.empty()) return;
     lx = kLeft;
+    legendItem(img_, lx, ly + kLegendH, kLens, "lens moving (skipped)");
+    legendItem(img_, lx, ly + kLegendH, kLight, "light mode switch");
+    if (info_.truth.empty()) return;
     legendItem(img_, lx, ly + kLegendH, kMoving, "truth: moving");
     legendItem(img_, lx, ly + kLegendH, kNuisance, "nuisance", true);
-    legendItem(img_, lx, ly + kLegendH, kFalse, "missed, or false motion (ticks)");
+    legendItem(img_, lx, ly + kLegendH, kFalse, "missed, false motion (ticks), absence errors");
   }
 
   const std::vector<ReplayRecord>& records_;

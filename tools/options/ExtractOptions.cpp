@@ -1,0 +1,138 @@
+#include "tools/options/ExtractOptions.h"
+
+#include <climits>
+#include <stdexcept>
+#include <vector>
+
+#include "tools/input/CameraDumpWriter.h"
+#include "tools/input/Files.h"
+
+namespace hdsreplay {
+
+std::string extractUsage() {
+  return R"(usage: hds-extract-frames [options] VIDEO OUT
+
+Writes the frames of VIDEO as numbered PNGs, which hds-replay reads back as a
+folder of images, or as a camera dump of raw YUV 4:2:0 frames with its camera
+log, which hds-replay reads back with --raw WxH.
+
+  --frames N            at most the first N frames (default: all)
+  --layout L            a camera dump in layout L: nv21, nv12, i420 or yv12.
+                        OUT ending in .nv21, .nv12, .i420 or .yv12 is one file
+                        of frames, named for its layout (the camera log is OUT
+                        with .csv for its extension); any other OUT is a folder
+                        of one file a frame (frame_000000.nv21 ...) and
+                        OUT/frames.csv. Without --layout, OUT named .nv21 ...
+                        is a dump in the layout its name says, any other OUT
+                        a folder of PNGs (frame_000000.png ...)
+  --row-padding N       dump: bytes of padding after every row (default 0)
+  --exposure E          dump: the exposure time the camera log gives every
+                        frame (default 10000000 ns); timestamps follow the
+                        video's frame rate
+  -h, --help            this text
+  --version             the version of the hdsml library
+
+OUT may not be VIDEO, and is written under a temporary name beside it until
+every frame is out: a failed run leaves nothing behind.
+
+Exit status: 0 on success, 1 when the video cannot be read or OUT cannot be
+written, 2 on a bad command line.
+)";
+}
+
+namespace {
+
+// Applies one option that takes a value.
+void applyOption(ExtractOptions& o, const std::string& arg, const std::string& value) {
+  if (arg == "--frames") {
+    o.maxFrames = static_cast<long>(parseWholeNumber(arg, value, 1, LONG_MAX));
+  } else if (arg == "--layout") {
+    try {
+      o.layout = hdsml::parseLayout(value);
+    } catch (const std::invalid_argument& e) {
+      throw UsageError(arg + ": " + e.what());
+    }
+  } else if (arg == "--row-padding") {
+    o.rowPadding = static_cast<int>(parseWholeNumber(arg, value, 0, 4096));
+  } else if (arg == "--exposure") {
+    o.exposure = static_cast<int>(parseWholeNumber(arg, value, 1, INT_MAX));
+  } else if (arg == "--raw") {
+    throw UsageError(
+        "--raw is hds-replay's size of a dump's frames; here the dump's layout is given with "
+        "--layout (--layout " + value + ")");
+  } else {
+    throw UsageError("unknown option " + arg);
+  }
+}
+
+// The layout a one-file dump's name says; empty for any other name.
+std::optional<hdsml::YuvLayout> layoutOfName(const std::string& out) {
+  const std::string ext = lowerExtension(out);
+  if (ext.empty() || ext == ".yuv" || !CameraDumpWriter::namesOneFile(out)) return std::nullopt;
+  return hdsml::parseLayout(ext.substr(1));
+}
+
+// A dump's name must say the layout its bytes are in, or hds-replay reads them wrong.
+void checkDumpName(ExtractOptions& o) {
+  const std::optional<hdsml::YuvLayout> named = layoutOfName(o.out);
+  if (!o.layout) o.layout = named;
+  if (lowerExtension(o.out) == ".yuv")
+    throw UsageError("'" + o.out + "' does not say the layout of its frames: name it ." +
+                     hdsml::layoutName(o.layout.value_or(hdsml::YuvLayout::NV21)) +
+                     " (hds-replay reads the layout from the name)");
+  if (named && *named != *o.layout)
+    throw UsageError("'" + o.out + "' would hold " + hdsml::layoutName(*o.layout) +
+                     " frames under a name that says " + hdsml::layoutName(*named) +
+                     ": name it ." + hdsml::layoutName(*o.layout) + " or give --layout " +
+                     hdsml::layoutName(*named));
+  if (!o.layout && (o.rowPadding > 0 || o.exposure != 10000000))
+    throw UsageError("--row-padding and --exposure describe a camera dump: give --layout too");
+}
+
+}  // namespace
+
+ExtractOptions parseExtractOptions(int argc, const char* const argv[]) {
+  ExtractOptions o;
+  std::vector<std::string> positional;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (arg == "-h" || arg == "--help") {
+      o.help = true;
+      return o;
+    }
+    if (arg == "--version") {
+      o.version = true;
+      return o;
+    }
+    if (arg == "--") {
+      positional.insert(positional.end(), argv + i + 1, argv + argc);
+      break;
+    }
+    if (arg.size() < 2 || arg[0] != '-') {
+      positional.push_back(arg);
+      continue;
+    }
+    std::string value;
+    if (const size_t eq = arg.find('='); arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+      value = arg.substr(eq + 1);
+      arg.erase(eq);
+    } else if (i + 1 < argc) {
+      value = argv[++i];
+    } else {
+      throw UsageError(arg + " needs a value");
+    }
+    applyOption(o, arg, value);
+  }
+  if (positional.size() < 2) throw UsageError("give a VIDEO and where its frames go (OUT)");
+  if (positional.size() == 3)
+    throw UsageError("a frame limit is given with --frames N (got '" + positional[2] + "')");
+  if (positional.size() > 3)
+    throw UsageError("one VIDEO and one OUT (got " + std::to_string(positional.size()) +
+                     " arguments)");
+  o.video = positional[0];
+  o.out = positional[1];
+  checkDumpName(o);
+  return o;
+}
+
+}  // namespace hdsreplay
