@@ -365,19 +365,24 @@ SceneGuards::Verdict SceneGuards::analyse(const uint8_t* frame, int exposure, in
   const Slot& ref = slotOf(refSeq);
   r.compared = true;
   r.lag = static_cast<int>(seq_ - refSeq);
+  bool lightChanged = false;
   if (settings_.globalChange) {
     const bool exposureChanged =
         cur.exposure > 0 && ref.exposure > 0 &&
         std::abs(cur.exposure - ref.exposure) > kExposureTolerance * ref.exposure;
     r.gain = matchGain(cur, ref, exposureChanged);
     if (r.gain != 1.0f) r.acted |= kGuardGainMatched;
+    lightChanged = exposureChanged || r.gain != 1.0f;
   }
   measureChange(cur, ref, r.gain, lowLight);
   float noise = -1.0f;
   const double threshold = blockThreshold(cur, ref, lowLight, night, r, noise);
   if (night) r.acted |= kGuardNight;
   r.threshold = static_cast<float>(threshold);
-  if (settings_.globalChange && wholePictureChanged(threshold)) {
+  // Only a change of the light explains a change of the whole picture: with
+  // the same exposure and brightness, a third of the blocks moving is
+  // something big moving (a person close by, a cut in a film), and it votes.
+  if (lightChanged && wholePictureChanged(threshold)) {
     rearmSeq_ = seq_;
     r.acted |= kGuardGlobalChange;
     publish(r);

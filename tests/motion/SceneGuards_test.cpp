@@ -209,17 +209,25 @@ TEST(SceneGuardsTest, GainIgnoresWhatChangedOtherwiseAndExposureJitter) {
   EXPECT_NEAR(jitter.guards.report().gain, 1.03f, 0.01f);
 }
 
-TEST(SceneGuardsTest, ChangeOfOverAThirdOfTheBlocksCastsNoVote) {
+TEST(SceneGuardsTest, ChangeOfOverAThirdOfTheBlocksCastsNoVoteOnlyWhenTheLightChanged) {
   GuardSettings s;
   s.globalChange = true;
-  // Red moved on a third and on 36 % of the rows: only the second is the
-  // picture's. The scene has colour, which the red barely changes.
+  // Red moved on a third and on 36 % of the rows while the exposure moved by
+  // 3 %: only the second is the picture's. The scene has colour, which the red
+  // barely changes.
   for (const auto& [rows, voted] : {std::pair{80, true}, std::pair{88, false}}) {
     Replay run(s);
     run.feed(Frame(70, 40, 40));
-    EXPECT_EQ(run.feed(Frame(70, 40, 40).paint({0, 0, kW, rows}, 100, 40, 40)).voted, voted)
+    EXPECT_EQ(run.feed(Frame(70, 40, 40).paint({0, 0, kW, rows}, 100, 40, 40), 10300000).voted,
+              voted)
         << rows;
   }
+  // The same 36 % under the same light is something big moving, and it votes.
+  Replay run(s);
+  run.feed(Frame(70, 40, 40));
+  const SceneGuards::Verdict big = run.feed(Frame(70, 40, 40).paint({0, 0, kW, 88}, 100, 40, 40));
+  EXPECT_TRUE(big.voted);
+  EXPECT_TRUE(big.vote);
 }
 
 TEST(SceneGuardsTest, RefillHandsANewFilterTheLatestVotesOldestFirst) {
