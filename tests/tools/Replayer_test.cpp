@@ -139,6 +139,10 @@ TEST_F(ReplayerTest, AFileItMayNotReadIsSaidToBeThat) {
   if (::geteuid() == 0) {
     if (!fs::exists("/usr/bin/setpriv")) GTEST_SKIP() << "root reads every file";
     as = "/usr/bin/setpriv --reuid=65534 --regid=65534 --clear-groups ";
+    // A build under root's home (a fresh machine's clone in /root) is out of
+    // nobody's reach: the tool itself would not start.
+    if (runTool(as + HDS_REPLAY_COMMAND, {"--version"}).status != 0)
+      GTEST_SKIP() << "the user nobody cannot run " << HDS_REPLAY_COMMAND;
   }
   std::ofstream(dir() + "locked.avi") << "a video, as far as anyone can tell";
   fs::permissions(dir() + "locked.avi", fs::perms::owner_read | fs::perms::owner_write);
