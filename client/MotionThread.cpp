@@ -1,9 +1,9 @@
 // The motion thread and the state entry points that steer it.
 #include <ctime>
 
-#include "client/HDSMLClient.h"
 #include "client/ClientExtensions.h"
 #include "client/GuardedAnalysis.h"
+#include "client/HDSMLClient.h"
 #include "client/camera_metadata.h"
 #include "conditioning/Filter.h"
 #include "conditioning/LightEstimator.h"
@@ -104,26 +104,36 @@ void HDSMLClient::analyse(FrameData& frame) {
     list->getList(regions);
   else
     regions.clear();
-  if (debugEnabled) {
-    for (const auto& region : regions) {
+  hdsml::publishVote(*this, true, !regions.empty(), timestamp);
+}
+
+namespace hdsml {
+
+void publishVote(HDSMLClient& client, bool voted, bool vote, long long timestamp) {
+  if (client.debugEnabled) {
+    for (const auto& region : client.regions) {
       const cv::Rect& r = region.first;
-      hdsml::logPrintf("*#*# MotionROI timestamp %lld %d,%d,%d,%d \n", timestamp, r.x, r.y, r.width,
-                       r.height);
+      logPrintf("*#*# MotionROI timestamp %lld %d,%d,%d,%d \n", timestamp, r.x, r.y, r.width,
+                r.height);
     }
   }
 
-  motionFilter->updateBuffer(!regions.empty());
-  const float score = motionFilter->ratio;
-  const bool motion = motionFilter->full && static_cast<double>(score) > kMotionRatio;
+  Filter& filter = *client.motionFilter;
+  if (voted) filter.updateBuffer(vote);
+  const float score = filter.ratio;
+  const bool motion = filter.full && static_cast<double>(score) > kMotionRatio;
   {
-    std::lock_guard<std::mutex> lock(motionStatus->lock);
-    motionStatus->motionDetected = motion;
-    motionStatus->filterScore = score;
-    motionStatus->frameTimestamp = timestamp;
-    motionStatus->wallClockSeconds = time(nullptr);
+    std::lock_guard<std::mutex> lock(client.motionStatus->lock);
+    client.motionStatus->motionDetected = motion;
+    client.motionStatus->filterScore = score;
+    client.motionStatus->frameTimestamp = timestamp;
+    client.motionStatus->wallClockSeconds = time(nullptr);
   }
-  saveOutput(motion ? PRESENCE_MOTION : PRESENCE_NO_MOTION, score, timestamp, regions, nullptr);
+  client.saveOutput(motion ? PRESENCE_MOTION : PRESENCE_NO_MOTION, score, timestamp, client.regions,
+                    nullptr);
 }
+
+}  // namespace hdsml
 
 void HDSMLClient::stateChange(HDSState newState, const char* /*reason*/, int rate) {
   std::lock_guard<std::mutex> lock(stateMutex);
