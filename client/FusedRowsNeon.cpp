@@ -74,8 +74,8 @@ HDSML_INLINE void storeBlock(uint8x16_t even, uint8x16_t odd, const ChromaTerms&
                              unsigned char* rgb) {
   int32x4_t e[4], o[4];
   lumaTerms(even, e);
-  lumaTerms(odd, o);
   const uint8x16_t rE = channel16(e, c.r), gE = channel16(e, c.g), bE = channel16(e, c.b);
+  lumaTerms(odd, o);
   const uint8x16_t rO = channel16(o, c.r), gO = channel16(o, c.g), bO = channel16(o, c.b);
   const uint8x16x3_t first = {{vzip1q_u8(rE, rO), vzip1q_u8(gE, gO), vzip1q_u8(bE, bO)}};
   const uint8x16x3_t second = {{vzip2q_u8(rE, rO), vzip2q_u8(gE, gO), vzip2q_u8(bE, bO)}};
@@ -92,8 +92,8 @@ HDSML_INLINE void loadLuma(const unsigned char* row, int c, unsigned char* packe
     const uint8x16x4_t s = vld4q_u8(row + 2 * c);
     even = s.val[0];
     odd = s.val[2];
-    const uint8x16x2_t samples = {{even, odd}};
-    vst2q_u8(packed + c, samples);
+    vst1q_u8(packed + c, vzip1q_u8(even, odd));
+    vst1q_u8(packed + c + 16, vzip2q_u8(even, odd));
   } else {
     (void)packed;
     const uint8x16x2_t s = vld2q_u8(row + c);
@@ -102,9 +102,10 @@ HDSML_INLINE void loadLuma(const unsigned char* row, int c, unsigned char* packe
   }
 }
 
-// Chroma samples j .. j + 15: planar (pairSpacing 0) or pairs. Read in place
-// (pairSpacing 2), they are also written to the packed chroma rows.
-template <int pairSpacing>
+// Chroma samples j .. j + 15: planar (pairSpacing 0) or pairs, Cr first in a
+// pair when crFirst. Read in place (pairSpacing 2), they are also written to
+// the packed chroma rows.
+template <int pairSpacing, bool crFirst>
 HDSML_INLINE void loadChroma(const RowPairInput& in, int j, uint8x16_t& cr, uint8x16_t& cb) {
   uint8x16_t first, second;
   if constexpr (pairSpacing == 0) {
@@ -120,8 +121,8 @@ HDSML_INLINE void loadChroma(const RowPairInput& in, int j, uint8x16_t& cr, uint
     first = s.val[0];
     second = s.val[1];
   }
-  cr = in.crFirst ? first : second;
-  cb = in.crFirst ? second : first;
+  cr = crFirst ? first : second;
+  cb = crFirst ? second : first;
   if constexpr (pairSpacing == 2) {
     vst1q_u8(in.packedCr + j, cr);
     vst1q_u8(in.packedCb + j, cb);
@@ -129,11 +130,11 @@ HDSML_INLINE void loadChroma(const RowPairInput& in, int j, uint8x16_t& cr, uint
 }
 
 // Pixels c .. c + 31 of both rows.
-template <int lumaSpacing, int pairSpacing>
+template <int lumaSpacing, int pairSpacing, bool crFirst>
 HDSML_INLINE void convertBlock(const RowPairInput& in, int c, unsigned char* rgb0,
                                unsigned char* rgb1) {
   uint8x16_t cr, cb, even, odd;
-  loadChroma<pairSpacing>(in, c / 2, cr, cb);
+  loadChroma<pairSpacing, crFirst>(in, c / 2, cr, cb);
   const ChromaTerms terms = chromaTerms(cr, cb);
   loadLuma<lumaSpacing>(in.luma[0], c, in.packedLuma[0], even, odd);
   storeBlock(even, odd, terms, rgb0 + 3 * c);
@@ -141,21 +142,31 @@ HDSML_INLINE void convertBlock(const RowPairInput& in, int c, unsigned char* rgb
   storeBlock(even, odd, terms, rgb1 + 3 * c);
 }
 
-template <int lumaSpacing, int pairSpacing>
-void convertBlocks(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1, int width) {
+// The input is copied before the loop: the stores through unsigned char may
+// alias any object, and would otherwise reload its pointers on every block.
+template <int lumaSpacing, int pairSpacing, bool crFirst>
+void convertBlocks(const RowPairInput& input, unsigned char* rgb0, unsigned char* rgb1, int width) {
+  const RowPairInput in = input;
   int c = 0;
   for (; c + kBlockPixels <= width; c += kBlockPixels)
-    convertBlock<lumaSpacing, pairSpacing>(in, c, rgb0, rgb1);
+    convertBlock<lumaSpacing, pairSpacing, crFirst>(in, c, rgb0, rgb1);
   // The last block overlaps the one before it; pixels are a function of their
   // samples alone, so those written twice get the same bytes.
-  if (c < width) convertBlock<lumaSpacing, pairSpacing>(in, width - kBlockPixels, rgb0, rgb1);
+  if (c < width)
+    convertBlock<lumaSpacing, pairSpacing, crFirst>(in, width - kBlockPixels, rgb0, rgb1);
+}
+
+template <int lumaSpacing, int pairSpacing>
+void convertPairs(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1, int width) {
+  if (in.crFirst) return convertBlocks<lumaSpacing, pairSpacing, true>(in, rgb0, rgb1, width);
+  convertBlocks<lumaSpacing, pairSpacing, false>(in, rgb0, rgb1, width);
 }
 
 template <int lumaSpacing>
 void convertRows(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1, int width) {
-  if (in.pairs == nullptr) return convertBlocks<lumaSpacing, 0>(in, rgb0, rgb1, width);
-  if (in.pairSpacing == 2) return convertBlocks<lumaSpacing, 2>(in, rgb0, rgb1, width);
-  convertBlocks<lumaSpacing, 1>(in, rgb0, rgb1, width);
+  if (in.pairs == nullptr) return convertBlocks<lumaSpacing, 0, true>(in, rgb0, rgb1, width);
+  if (in.pairSpacing == 2) return convertPairs<lumaSpacing, 2>(in, rgb0, rgb1, width);
+  convertPairs<lumaSpacing, 1>(in, rgb0, rgb1, width);
 }
 
 void convertRowPairNeon(const RowPairInput& in, unsigned char* rgb0, unsigned char* rgb1,
