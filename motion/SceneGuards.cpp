@@ -60,6 +60,8 @@ constexpr float kNoiseSmoothing = 0.3f;
 constexpr double kGlobalShare = 0.35;
 constexpr double kColourCollapse = 0.5;
 constexpr float kMinColour = 0.02f;
+// The saturation of a picture too dark to have one.
+constexpr float kNoColour = -1.0f;
 constexpr double kGainTolerance = 0.04;
 // Exposure times that differ by less than this are the camera's own jitter.
 constexpr double kExposureTolerance = 0.02;
@@ -147,7 +149,10 @@ void SceneGuards::describe(Slot& slot) const {
     inRange[i] =
         static_cast<uint8_t>(inRangeSum(a) & inRangeSum(b) & inRangeSum(c) & (ignored[i] ^ 1));
   }
-  slot.colour = total == 0 ? 0.0f : float(colour) / float(total);
+  // A picture close to black (a film's black frame, a covered lens) has no
+  // colour to lose: its saturation is the noise's.
+  const bool dark = int64_t(total) < int64_t(3) * kDarkChannelSum * int64_t(cells_);
+  slot.colour = dark ? kNoColour : float(colour) / float(total);
 }
 
 // The infrared switch: the picture loses (or regains) its colour at once.
@@ -155,6 +160,7 @@ bool SceneGuards::colourCollapsed(const Slot& cur) const {
   const int64_t prev = cur.seq - 1;
   if (prev < firstSeq_) return false;
   const Slot& p = ring_[static_cast<size_t>(prev % kRing)];
+  if (p.colour == kNoColour || cur.colour == kNoColour) return false;
   const float low = std::min(p.colour, cur.colour), high = std::max(p.colour, cur.colour);
   return high >= kMinColour && low < kColourCollapse * high;
 }

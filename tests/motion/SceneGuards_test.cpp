@@ -172,6 +172,22 @@ TEST(SceneGuardsTest, LostColourIsAWholePictureChangeAndTheNextFrameComparesAfte
   EXPECT_EQ(run.guards.report().lag, 14);
 }
 
+TEST(SceneGuardsTest, APictureTooDarkToHaveColourCannotLoseIt) {
+  // A film's first frame after black, or a lens uncovered: the near-black
+  // picture's saturation is noise. Its mean channel value is 9 against the
+  // 10 of a block that sinks into black; at 10 the loss counts.
+  GuardSettings s;
+  s.globalChange = true;
+  for (const auto& [dark, expectVote] : {std::pair{Frame(13, 7, 7), true},  // mean 9
+                                         std::pair{Frame(14, 8, 8), false}}) {  // mean 10
+    Replay run(s);
+    run.feed(dark);
+    EXPECT_TRUE(run.feed(dark).voted);
+    EXPECT_EQ(run.feed(Frame(73, 73, 73)).voted, expectVote);
+    EXPECT_EQ((run.guards.report().acted & hdsml::kGuardGlobalChange) != 0, !expectVote);
+  }
+}
+
 TEST(SceneGuardsTest, ExposureChangeMatchesBrightnessSoAPersonStillVotes) {
   GuardSettings s;
   s.globalChange = true;
