@@ -87,6 +87,17 @@ TEST(RawDumpCheckTest, AChromaLayoutOfTheOtherKindIsNamed) {
   cv::Mat twoColours(64, 96, CV_8UC3, cv::Scalar(0, 200, 0));
   twoColours.rowRange(32, 64).setTo(cv::Scalar(200, 0, 200));
   EXPECT_TRUE(checkRawFrame(hdsml::packYuv(twoColours, YuvLayout::NV21, 0).bytes, nv21).empty());
+  // Fine stripes of colour, Cr 3 above Cb in every pair, 6 higher below than
+  // above: neighbouring bytes are closer than bytes two apart, as in a plane,
+  // but even and odd bytes differ by half as much as the halves do.
+  std::vector<uint8_t> stripes(96 * 64 * 3 / 2, 128);
+  const size_t chroma = 96 * 64, half = 96 * 32 / 2;
+  for (size_t i = chroma; i < stripes.size(); i += 2) {
+    const int t = ((i - chroma) / 2 % 2 ? 100 : 140) + (i - chroma >= half ? 6 : 0);
+    stripes[i] = static_cast<uint8_t>(t + 3);
+    stripes[i + 1] = static_cast<uint8_t>(t);
+  }
+  EXPECT_TRUE(checkRawFrame(stripes, nv21).empty());
   // Grey has no chroma to tell the layouts apart: nothing is said.
   EXPECT_TRUE(checkRawFrame(std::vector<uint8_t>(96 * 64 * 3 / 2, 128), nv21).empty());
 }
