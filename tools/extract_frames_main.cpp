@@ -20,6 +20,7 @@
 #include "tools/input/VideoSource.h"
 #include "tools/options/ExtractOptions.h"
 #include "tools/options/Version.h"
+#include "tools/output/Interruption.h"
 #include "tools/output/OutputGuard.h"
 
 namespace {
@@ -46,6 +47,7 @@ long extract(const ExtractOptions& o, VideoSource& video, PendingOutputs& pendin
   const std::vector<int> params = {cv::IMWRITE_PNG_COMPRESSION, 1};
   long count = 0;
   for (SourceFrame frame; (o.maxFrames < 0 || count < o.maxFrames) && video.read(frame); ++count) {
+    throwIfInterrupted();
     if (dump) {
       dump->add(frame.bgr);
       continue;
@@ -81,6 +83,7 @@ int main(int argc, char** argv) {
     std::fputs(versionLine("hds-extract-frames").c_str(), stdout);
     return 0;
   }
+  stopOnSignals();
   try {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
     OutputGuard guard;
@@ -102,8 +105,7 @@ int main(int argc, char** argv) {
     else
       std::printf("%ld frames written to %s\n", count, o.out.c_str());
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "hds-extract-frames: %s\n", e.what());
-    return 1;
+    return reportFailure("hds-extract-frames", e);
   }
   return 0;
 }

@@ -7,6 +7,7 @@
 #include "tools/evaluation/Grid.h"
 #include "tools/evaluation/GridOptions.h"
 #include "tools/options/Version.h"
+#include "tools/output/Interruption.h"
 
 int main(int argc, char** argv) {
   hdsreplay::GridOptions options;
@@ -24,11 +25,10 @@ int main(int argc, char** argv) {
     std::fputs(hdsreplay::versionLine("hds-grid").c_str(), stdout);
     return 0;
   }
+  hdsreplay::stopOnSignals();
   try {
     return hdsreplay::Grid(options).run();
   } catch (const std::exception& e) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "hds-grid: %s\n", e.what());
-    return 1;
+    return hdsreplay::reportFailure("hds-grid", e);
   }
 }

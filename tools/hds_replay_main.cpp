@@ -6,6 +6,7 @@
 #include "tools/host/Replayer.h"
 #include "tools/options/ReplayOptions.h"
 #include "tools/options/Version.h"
+#include "tools/output/Interruption.h"
 
 int main(int argc, char** argv) {
   hdsreplay::ReplayOptions options;
@@ -23,12 +24,11 @@ int main(int argc, char** argv) {
     std::fputs(hdsreplay::versionLine("hds-replay").c_str(), stdout);
     return 0;
   }
+  hdsreplay::stopOnSignals();
   try {
     hdsreplay::Replayer replayer(options);
     return replayer.run();
   } catch (const std::exception& e) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "hds-replay: %s\n", e.what());
-    return 1;
+    return hdsreplay::reportFailure("hds-replay", e);
   }
 }

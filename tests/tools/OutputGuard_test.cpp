@@ -2,11 +2,13 @@
 // AtomicOutput on their own, then hds-replay as a whole.
 #include "tools/output/OutputGuard.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <fstream>
@@ -175,6 +177,44 @@ TEST_F(OutputGuardTest, AFailedReplayLeavesNoOutputBehind) {
   EXPECT_TRUE(fs::exists(dir() + "s.json"));
   EXPECT_TRUE(fs::exists(dir() + "annotated/frame_000005.png"));
   EXPECT_EQ(leftovers(), 0);
+}
+
+TEST_F(OutputGuardTest, AToolStoppedByASignalLeavesNoOutputBehind) {
+  using namespace std::chrono_literals;
+  const std::vector<std::string> endless = {"--fps", "10", "--motion-res", "160x120",
+                                            "--hold-last", "1000000"};
+  // A replay stopped by Ctrl-C once its CSV is open under a temporary name.
+  std::ofstream(dir() + "kept.csv") << "earlier\n";
+  std::vector<std::string> args = endless;
+  args.insert(args.end(), {"--no-progress", "--csv", dir() + "kept.csv", dir() + "frames"});
+  ToolProcess replay(HDS_REPLAY_COMMAND, args, dir() + "replay.log");
+  ASSERT_TRUE(waitUntil([] { return leftovers() == 1; }, 60s)) << slurpFile(dir() + "replay.log");
+  replay.signal(SIGINT);
+  EXPECT_EQ(replay.wait(60s), 130);
+  EXPECT_NE(slurpFile(dir() + "replay.log")
+                .find("hds-replay: stopped by SIGINT before the end: its outputs were not written"),
+            std::string::npos)
+      << slurpFile(dir() + "replay.log");
+  EXPECT_EQ(slurpFile(dir() + "kept.csv"), "earlier\n");
+  EXPECT_EQ(leftovers(), 0);
+
+  // A grid stopped by SIGTERM, which its replays do not get, stops them itself
+  // and waits for each to clean up.
+  std::ofstream(dir() + "clips.txt") << "a " << dir() << "frames -\nb " << dir() << "frames -\n";
+  args = {"--clips", dir() + "clips.txt", "--jobs", "2", "--replay", HDS_REPLAY_COMMAND,
+          "--out",   dir() + "grid",      "--"};
+  args.insert(args.end(), endless.begin(), endless.end());
+  ToolProcess grid(HDS_GRID_COMMAND, args, dir() + "grid.log");
+  ASSERT_TRUE(waitUntil([] { return leftovers() == 2; }, 60s)) << slurpFile(dir() + "grid.log");
+  grid.signal(SIGTERM);
+  EXPECT_EQ(grid.wait(60s), 143) << slurpFile(dir() + "grid.log");
+  EXPECT_NE(slurpFile(dir() + "grid.log").find("hds-grid: stopped by SIGTERM"), std::string::npos);
+  for (const char* cell : {"1-a-1", "2-b-1"})
+    EXPECT_NE(slurpFile(dir() + "grid/cells/" + cell + ".err").find("stopped by SIGTERM"),
+              std::string::npos)
+        << cell;
+  EXPECT_EQ(leftovers(), 0);
+  EXPECT_FALSE(fs::exists(dir() + "grid/table.csv"));
 }
 
 }  // namespace

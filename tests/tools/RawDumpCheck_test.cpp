@@ -1,6 +1,6 @@
 // A camera dump's bytes checked against the geometry it is said to have: the
 // stride its luma rows match at, chroma that is interleaved when planar is
-// said, and the sizes that would fit a file of the wrong size.
+// said or planar when interleaved is, and the sizes that would fit a file of the wrong size.
 #include "tools/input/RawDumpCheck.h"
 
 #include <gtest/gtest.h>
@@ -65,12 +65,41 @@ TEST(RawDumpCheckTest, LumaRowsMatchBestAtTheStrideTheyHave) {
   EXPECT_EQ(bestLumaStride(std::vector<uint8_t>(96 * 64 * 3 / 2, 128), half), 48);
 }
 
-TEST(RawDumpCheckTest, PlanarChromaSaidOfInterleavedBytesIsNamed) {
+TEST(RawDumpCheckTest, AChromaLayoutOfTheOtherKindIsNamed) {
   const RawGeometry i420 = RawGeometry::padded(96, 64, YuvLayout::I420, 0);
-  EXPECT_TRUE(mentions(checkRawFrame(packed(YuvLayout::NV21), i420), "looks interleaved"));
-  EXPECT_TRUE(mentions(checkRawFrame(packed(YuvLayout::NV12), i420), "looks interleaved"));
-  EXPECT_TRUE(checkRawFrame(packed(YuvLayout::I420), i420).empty());
-  EXPECT_TRUE(checkRawFrame(packed(YuvLayout::YV12), i420).empty());
+  const RawGeometry nv21 = RawGeometry::padded(96, 64, YuvLayout::NV21, 0);
+  for (const YuvLayout interleaved : {YuvLayout::NV21, YuvLayout::NV12}) {
+    EXPECT_TRUE(mentions(checkRawFrame(packed(interleaved), i420), "looks interleaved"));
+    EXPECT_TRUE(checkRawFrame(packed(interleaved), nv21).empty());
+  }
+  // Planar chroma read as pairs is told by its two planes' means: a bluish
+  // picture, as a camera's are tinted one way or another.
+  const cv::Mat bluish = picture(96, 64) + cv::Scalar(40, 0, 0);
+  for (const YuvLayout planar : {YuvLayout::I420, YuvLayout::YV12}) {
+    EXPECT_TRUE(checkRawFrame(packed(planar), i420).empty());
+    EXPECT_TRUE(mentions(checkRawFrame(hdsml::packYuv(bluish, planar, 0).bytes, nv21),
+                         "looks planar (i420 or yv12), not nv21 as stated"));
+    EXPECT_TRUE(checkRawFrame(hdsml::packYuv(bluish, YuvLayout::NV21, 0).bytes, nv21).empty());
+  }
+  // Green above magenta: pairs whose two samples average alike over the
+  // picture while its halves differ, as planes would; but Cr and Cb differ
+  // within each pair, as a plane's neighbours do not.
+  cv::Mat twoColours(64, 96, CV_8UC3, cv::Scalar(0, 200, 0));
+  twoColours.rowRange(32, 64).setTo(cv::Scalar(200, 0, 200));
+  EXPECT_TRUE(checkRawFrame(hdsml::packYuv(twoColours, YuvLayout::NV21, 0).bytes, nv21).empty());
+  // Fine stripes of colour, Cr 3 above Cb in every pair, 6 higher below than
+  // above: neighbouring bytes are closer than bytes two apart, as in a plane,
+  // but even and odd bytes differ by half as much as the halves do.
+  std::vector<uint8_t> stripes(96 * 64 * 3 / 2, 128);
+  const size_t chroma = 96 * 64, half = 96 * 32 / 2;
+  for (size_t i = chroma; i < stripes.size(); i += 2) {
+    const int t = ((i - chroma) / 2 % 2 ? 100 : 140) + (i - chroma >= half ? 6 : 0);
+    stripes[i] = static_cast<uint8_t>(t + 3);
+    stripes[i + 1] = static_cast<uint8_t>(t);
+  }
+  EXPECT_TRUE(checkRawFrame(stripes, nv21).empty());
+  // Grey has no chroma to tell the layouts apart: nothing is said.
+  EXPECT_TRUE(checkRawFrame(std::vector<uint8_t>(96 * 64 * 3 / 2, 128), nv21).empty());
 }
 
 TEST(RawDumpCheckTest, SizesThatFitAFileNearestTheStatedOneFirst) {

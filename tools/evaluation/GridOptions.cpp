@@ -70,7 +70,8 @@ Output and running
   --version             the version of the hdsml library
 
 Exit status: 0 when every replay ran, 1 when one failed or an output cannot be
-written, 2 on a bad command line.
+written, 2 on a bad command line, 128 + the signal when Ctrl-C (130), SIGTERM or
+SIGHUP stopped it: its replays are stopped too, and no table or picture is written.
 )";
 }
 

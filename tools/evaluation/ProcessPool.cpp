@@ -6,8 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <chrono>
 #include <map>
+
+#include "tools/output/Interruption.h"
 
 extern char** environ;
 
@@ -34,6 +37,18 @@ pid_t start(const Job& job) {
   return pid;
 }
 
+// A stopped grid stops its replays too (a SIGTERM sent to the grid alone
+// reaches none of them) and waits for each to remove its temporaries.
+void stopAll(std::map<pid_t, std::pair<size_t, Clock::time_point>>& running) {
+  for (const auto& [pid, job] : running) ::kill(pid, SIGTERM);
+  for (const auto& [pid, job] : running) {
+    int wstatus = 0;
+    while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
+    }
+  }
+  running.clear();
+}
+
 }  // namespace
 
 void runJobs(std::vector<Job>& jobs, int parallel,
@@ -41,6 +56,10 @@ void runJobs(std::vector<Job>& jobs, int parallel,
   std::map<pid_t, std::pair<size_t, Clock::time_point>> running;  // pid: (job, start)
   size_t next = 0, finished = 0;
   while (finished < jobs.size()) {
+    if (interruption()) {
+      stopAll(running);
+      throwIfInterrupted();
+    }
     while (next < jobs.size() && static_cast<int>(running.size()) < parallel) {
       const pid_t pid = start(jobs[next]);
       if (pid < 0) {

@@ -35,6 +35,7 @@
 #include "tools/input/ScreenOverlay.h"
 #include "tools/output/CsvWriter.h"
 #include "tools/output/GuardCsv.h"
+#include "tools/output/Interruption.h"
 #include "tools/output/OutputGuard.h"
 #include "tools/output/OutputPaths.h"
 #include "tools/output/ProgressBar.h"
@@ -93,6 +94,7 @@ void replayFrames(const ReplayOptions& o, const ReplayPlan& plan, Footage& foota
   std::unique_ptr<ScreenOverlay> screen = screenOverlay(o);
   hdsml::YuvFrame packed, withScreen, changed;
   while (footage.advance()) {
+    throwIfInterrupted();
     const long i = footage.index();
     const int64_t ts = plan.clock.timestampMs(i);
     host.enterStates(i, ts);

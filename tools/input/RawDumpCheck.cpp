@@ -34,13 +34,13 @@ std::set<int> alignedStrides(int width) {
   return strides;
 }
 
-// Mean absolute difference between luma bytes `step` apart, over a sample of
-// the plane (every 7th byte, which is enough and keeps a large frame quick).
-double rowDistance(const uint8_t* luma, size_t bytes, size_t step) {
+// Mean absolute difference between bytes `step` apart, over a sample of the
+// plane (every 7th byte, which is enough and keeps a large frame quick).
+double rowDistance(const uint8_t* plane, size_t bytes, size_t step) {
   if (step >= bytes) return 1e9;
   double sum = 0;
   size_t n = 0;
-  for (size_t i = 0; i + step < bytes; i += 7, ++n) sum += std::abs(luma[i] - luma[i + step]);
+  for (size_t i = 0; i + step < bytes; i += 7, ++n) sum += std::abs(plane[i] - plane[i + step]);
   return n ? sum / static_cast<double>(n) : 1e9;
 }
 
@@ -74,6 +74,33 @@ bool chromaLooksInterleaved(const std::vector<uint8_t>& frame, const RawGeometry
   near /= static_cast<double>(n);
   far /= static_cast<double>(n);
   return near >= 2.0 && near > 1.5 * far + 0.5;
+}
+
+// Interleaved chroma read from a planar dump (i420 as nv21): the region holds
+// one whole plane, then the other. Its even and odd bytes then come from the
+// same plane and have the same mean, while the two halves of the region (two
+// planes) differ; and neighbouring bytes are neighbouring samples of a plane,
+// closer than bytes two apart, where pairs would put Cr beside Cb. Measured on
+// the samples' dumps: halves 4.4 to 21.5 apart, even and odd within 0.03,
+// neighbours 0.7 to 2.1 apart against 1.2 to 2.6; read as what they are, even
+// and odd bytes 4.5 to 21.5 apart, neighbours 6.4 to 21.5 against 0.7 to 2.1.
+bool chromaLooksPlanar(const std::vector<uint8_t>& frame, const RawGeometry& g) {
+  const size_t start = size_t(g.yRowStride) * g.height;
+  const size_t end = std::min(frame.size(), start + size_t(g.chromaRowStride) * (g.height / 2));
+  if (end <= start + 2 * size_t(g.chromaRowStride)) return false;
+  const size_t middle = start + (end - start) / 2;
+  double sum[2] = {0, 0}, halves[2] = {0, 0};
+  for (size_t i = start; i < end; ++i) {
+    sum[(i - start) & 1] += frame[i];
+    halves[i >= middle] += frame[i];
+  }
+  const double pairs = double(end - start) / 2;
+  const double evenOdd = std::abs(sum[0] - sum[1]) / pairs;
+  const double halfApart = std::abs(halves[0] / double(middle - start) -
+                                    halves[1] / double(end - middle));
+  const uint8_t* chroma = frame.data() + start;
+  return halfApart >= 2.0 && evenOdd < 0.25 * halfApart &&
+         rowDistance(chroma, end - start, 1) < rowDistance(chroma, end - start, 2);
 }
 
 }  // namespace
@@ -142,6 +169,9 @@ std::vector<std::string> checkRawFrame(const std::vector<uint8_t>& frame, const 
   if (best != g.yRowStride) warnings.push_back(strideWarning(best, g));
   if (hdsml::isPlanar(g.layout) && chromaLooksInterleaved(frame, g))
     warnings.push_back(std::string("the chroma of the dump looks interleaved (nv21 or nv12), not ") +
+                       hdsml::layoutName(g.layout) + " as stated: check --layout");
+  if (!hdsml::isPlanar(g.layout) && chromaLooksPlanar(frame, g))
+    warnings.push_back(std::string("the chroma of the dump looks planar (i420 or yv12), not ") +
                        hdsml::layoutName(g.layout) + " as stated: check --layout");
   return warnings;
 }

@@ -28,7 +28,7 @@ int bestLumaStride(const std::vector<uint8_t>& frame, const RawGeometry& g);
 
 // Warnings, one sentence each, about one frame's bytes: luma rows that match
 // best at another stride than the stated one; chroma that looks interleaved
-// when a planar layout is stated.
+// when a planar layout is stated, or planar when an interleaved one is.
 std::vector<std::string> checkRawFrame(const std::vector<uint8_t>& frame, const RawGeometry& g);
 
 // checkRawFrame() on the dump's first frame (a folder's first file). Nothing

@@ -36,7 +36,8 @@ OUT may not be VIDEO, and is written under a temporary name beside it until
 every frame is out: a failed run leaves nothing behind.
 
 Exit status: 0 on success, 1 when the video cannot be read or OUT cannot be
-written, 2 on a bad command line.
+written, 2 on a bad command line, 128 + the signal when Ctrl-C (130), SIGTERM or
+SIGHUP stopped it: then nothing is written.
 )";
 }
 

@@ -201,7 +201,8 @@ no boxes are drawn; the filter score of each frame that was analysed is still
 reported.
 
 Exit status: 0 on success, 1 when the input, the configuration or an output
-cannot be used, 2 on a bad command line.
+cannot be used, 2 on a bad command line, 128 + the signal when Ctrl-C (130),
+SIGTERM or SIGHUP stopped it: then no output is written.
 )";
 }
 
