@@ -71,12 +71,17 @@ TEST(ReplayOptionsTest, DefaultsHelpAndOptionsInBothSpellings) {
   EXPECT_EQ(raw.rawWidth * 10000 + raw.rawHeight, 6400480);
   EXPECT_EQ(raw.rowStride * 1000 + raw.chromaRowStride, 704352);
   EXPECT_TRUE(raw.holdFirst && !raw.layoutGiven);  // the dump's name gives the layout
+  EXPECT_EQ(parse("--debug -- -x").input, "-x");  // after "--", words are inputs
+  EXPECT_EQ(parse("-").input, "-");
 }
 
 TEST(ReplayOptionsTest, BadCommandLinesNameTheProblem) {
   const std::pair<const char*, const char*> kCases[] = {
       {"a.avi b.avi", "one input"},
       {"a.avi --csv", "--csv needs a value"},
+      {"a.avi --wat", "unknown option --wat"},  // unknown before it could need a value
+      {"--debug=1 a.avi", "--debug takes no value"},
+      {"-x a.avi", "unknown option -x"},
       {"--layout yuyv a", "yuyv"},
       {"--pace turbo a", "turbo"},
       {"--motion-res 320 a", "WxH"},

@@ -148,73 +148,45 @@ std::vector<std::string> splitVaryValues(const std::string& values) {
 
 GridOptions parseGridOptions(int argc, const char* const argv[]) {
   GridOptions o;
-  std::vector<std::string> inputs;
   std::string truth;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "-h" || arg == "--help") {
-      o.help = true;
-      return o;
-    }
-    if (arg == "--version") {
-      o.version = true;
-      return o;
-    }
-    if (arg == "--") {
-      o.common.assign(argv + i + 1, argv + argc);
-      break;
-    }
-    if (arg.rfind("--", 0) != 0) {
-      inputs.push_back(arg);
-      continue;
-    }
-    std::string value;
-    if (const size_t eq = arg.find('='); eq != std::string::npos) {
-      value = arg.substr(eq + 1);
-      arg.erase(eq);
-    } else if (i + 1 < argc) {
-      value = argv[++i];
-    } else {
-      throw UsageError(arg + " needs a value");
-    }
-    if (arg == "--truth") {
-      truth = value;
-    } else if (arg == "--clips") {
-      std::string text;
-      try {
-        text = readText(value, "clips file");
-      } catch (const std::runtime_error& e) {
-        throw UsageError(std::string("--clips: ") + e.what());
-      }
-      const std::vector<Clip> more = parseClips(text, value);
-      o.clips.insert(o.clips.end(), more.begin(), more.end());
-    } else if (arg == "--vary") {
-      const size_t eq = value.find('=');
-      if (eq == std::string::npos || eq == 0 || eq + 1 == value.size())
-        throw UsageError("--vary: '" + value +
-                         "' is not OPTION=V1,V2 (motion-res=160x120,320x240)");
-      o.axes.push_back({value.substr(0, eq), splitVaryValues(value.substr(eq + 1))});
-    } else if (arg == "--setting") {
-      o.named.push_back(parseNamedSetting(value));
-      for (size_t k = 0; k + 1 < o.named.size(); ++k)
-        if (o.named[k].name == o.named.back().name)
-          throw UsageError("--setting: two settings are named '" + o.named.back().name + "'");
-    } else if (arg == "--out") {
-      o.outDir = value;
-    } else if (arg == "--title") {
-      o.title = value;
-    } else if (arg == "--jobs") {
-      char* end = nullptr;
-      o.jobs = static_cast<int>(std::strtol(value.c_str(), &end, 10));
-      if (*end != '\0' || o.jobs < 1 || o.jobs > 256)
-        throw UsageError("--jobs: '" + value + "' is not a number from 1 to 256");
-    } else if (arg == "--replay") {
-      o.replayCommand = split(value, ' ');
-    } else {
-      throw UsageError("unknown option " + arg);
-    }
-  }
-  for (const std::string& input : inputs) {
+  OptionTable table;
+  table.withValue = {
+      {"--truth", [&](auto&, auto& v) { truth = v; }},
+      {"--clips",
+       [&](auto& opt, auto& v) {
+         std::string text;
+         try {
+           text = readText(v, "clips file");
+         } catch (const std::runtime_error& e) {
+           throw UsageError(opt + ": " + e.what());
+         }
+         const std::vector<Clip> more = parseClips(text, v);
+         o.clips.insert(o.clips.end(), more.begin(), more.end());
+       }},
+      {"--vary",
+       [&](auto& opt, auto& v) {
+         const size_t eq = v.find('=');
+         if (eq == std::string::npos || eq == 0 || eq + 1 == v.size())
+           throw UsageError(opt + ": '" + v + "' is not OPTION=V1,V2 (motion-res=160x120,320x240)");
+         o.axes.push_back({v.substr(0, eq), splitVaryValues(v.substr(eq + 1))});
+       }},
+      {"--setting",
+       [&](auto& opt, auto& v) {
+         o.named.push_back(parseNamedSetting(v));
+         for (size_t k = 0; k + 1 < o.named.size(); ++k)
+           if (o.named[k].name == o.named.back().name)
+             throw UsageError(opt + ": two settings are named '" + o.named.back().name + "'");
+       }},
+      {"--out", [&](auto&, auto& v) { o.outDir = v; }},
+      {"--title", [&](auto&, auto& v) { o.title = v; }},
+      {"--jobs", [&](auto& opt, auto& v) { o.jobs = static_cast<int>(parseWholeNumber(opt, v, 1, 256)); }},
+      {"--replay", [&](auto&, auto& v) { o.replayCommand = split(v, ' '); }}};
+  const Arguments a = readArguments(argc, argv, table);
+  o.help = a.help;
+  o.version = a.version;
+  if (a.help || a.version) return o;
+  o.common = a.afterDashes;
+  for (const std::string& input : a.operands) {
     const std::string name = std::filesystem::path(input).filename().string();
     o.clips.push_back({name.empty() ? input : name, input, truth, {}, {}});
   }

@@ -43,27 +43,30 @@ SIGHUP stopped it: then nothing is written.
 
 namespace {
 
-// Applies one option that takes a value.
-void applyOption(ExtractOptions& o, const std::string& arg, const std::string& value) {
-  if (arg == "--frames") {
-    o.maxFrames = static_cast<long>(parseWholeNumber(arg, value, 1, LONG_MAX));
-  } else if (arg == "--layout") {
-    try {
-      o.layout = hdsml::parseLayout(value);
-    } catch (const std::invalid_argument& e) {
-      throw UsageError(arg + ": " + e.what());
-    }
-  } else if (arg == "--row-padding") {
-    o.rowPadding = static_cast<int>(parseWholeNumber(arg, value, 0, 4096));
-  } else if (arg == "--exposure") {
-    o.exposure = static_cast<int>(parseWholeNumber(arg, value, 1, INT_MAX));
-  } else if (arg == "--raw") {
-    throw UsageError(
-        "--raw is hds-replay's size of a dump's frames; here the dump's layout is given with "
-        "--layout (--layout " + value + ")");
-  } else {
-    throw UsageError("unknown option " + arg);
-  }
+// The options, each with what it sets in `o`.
+OptionTable extractOptionTable(ExtractOptions& o) {
+  OptionTable table;
+  table.withValue = {
+      {"--frames",
+       [&](auto& opt, auto& v) { o.maxFrames = static_cast<long>(parseWholeNumber(opt, v, 1, LONG_MAX)); }},
+      {"--layout",
+       [&](auto& opt, auto& v) {
+         try {
+           o.layout = hdsml::parseLayout(v);
+         } catch (const std::invalid_argument& e) {
+           throw UsageError(opt + ": " + e.what());
+         }
+       }},
+      {"--row-padding",
+       [&](auto& opt, auto& v) { o.rowPadding = static_cast<int>(parseWholeNumber(opt, v, 0, 4096)); }},
+      {"--exposure",
+       [&](auto& opt, auto& v) { o.exposure = static_cast<int>(parseWholeNumber(opt, v, 1, INT_MAX)); }},
+      {"--raw", [&](auto&, auto& v) {
+         throw UsageError(
+             "--raw is hds-replay's size of a dump's frames; here the dump's layout is given with "
+             "--layout (--layout " + v + ")");
+       }}};
+  return table;
 }
 
 // The layout a one-file dump's name says; empty for any other name.
@@ -94,36 +97,11 @@ void checkDumpName(ExtractOptions& o) {
 
 ExtractOptions parseExtractOptions(int argc, const char* const argv[]) {
   ExtractOptions o;
-  std::vector<std::string> positional;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "-h" || arg == "--help") {
-      o.help = true;
-      return o;
-    }
-    if (arg == "--version") {
-      o.version = true;
-      return o;
-    }
-    if (arg == "--") {
-      positional.insert(positional.end(), argv + i + 1, argv + argc);
-      break;
-    }
-    if (arg.size() < 2 || arg[0] != '-') {
-      positional.push_back(arg);
-      continue;
-    }
-    std::string value;
-    if (const size_t eq = arg.find('='); arg.rfind("--", 0) == 0 && eq != std::string::npos) {
-      value = arg.substr(eq + 1);
-      arg.erase(eq);
-    } else if (i + 1 < argc) {
-      value = argv[++i];
-    } else {
-      throw UsageError(arg + " needs a value");
-    }
-    applyOption(o, arg, value);
-  }
+  const Arguments a = readArguments(argc, argv, extractOptionTable(o));
+  o.help = a.help;
+  o.version = a.version;
+  if (a.help || a.version) return o;
+  const std::vector<std::string> positional = a.allOperands();
   if (positional.size() < 2) throw UsageError("give a VIDEO and where its frames go (OUT)");
   if (positional.size() == 3)
     throw UsageError("a frame limit is given with --frames N (got '" + positional[2] + "')");

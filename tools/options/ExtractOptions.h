@@ -8,7 +8,7 @@
 #include <string>
 
 #include "tests/support/YuvFrame.h"
-#include "tools/options/ReplayOptions.h"
+#include "tools/options/CommandLine.h"
 
 namespace hdsreplay {
 

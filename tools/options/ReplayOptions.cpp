@@ -208,40 +208,6 @@ SIGTERM or SIGHUP stopped it: then no output is written.
 
 namespace {
 
-// 0.1, 1000, 2.5: as a person writes them, not "1000.000000".
-std::string plainNumber(double v) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%g", v);
-  return buf;
-}
-
-double parseNumber(const std::string& option, const std::string& text, double min, double max) {
-  errno = 0;
-  char* end = nullptr;
-  const double v = std::strtod(text.c_str(), &end);
-  if (text.empty() || end != text.c_str() + text.size() || errno != 0 || !std::isfinite(v))
-    throw UsageError(option + ": '" + text + "' is not a number");
-  if (v < min || v > max)
-    throw UsageError(option + ": " + text + " is out of range: give a number from " +
-                     plainNumber(min) + " to " + plainNumber(max));
-  return v;
-}
-
-long long parseInteger(const std::string& option, const std::string& text, long long min,
-                       long long max) {
-  errno = 0;
-  char* end = nullptr;
-  const long long v = std::strtoll(text.c_str(), &end, 10);
-  if (text.empty() || end != text.c_str() + text.size() || errno != 0)
-    throw UsageError(option + ": '" + text + "' is not a whole number");
-  if (v < min || v > max)
-    throw UsageError(option + ": " + text + " is out of range: give a whole number " +
-                     (max >= INT_MAX
-                          ? "of at least " + std::to_string(min)
-                          : "from " + std::to_string(min) + " to " + std::to_string(max)));
-  return v;
-}
-
 // "x,y,x,y,x,y...": at least three points, each coordinate from 0 to 1.
 std::vector<double> parseMask(const std::string& option, const std::string& text) {
   std::vector<double> xy;
@@ -279,8 +245,8 @@ std::pair<std::string, std::string> splitPair(const std::string& option, const s
 std::pair<int, int> parseSize(const std::string& option, const std::string& text, int max) {
   const size_t x = text.find('x');
   if (x == std::string::npos) throw UsageError(option + ": '" + text + "' is not WxH (320x240)");
-  const int w = static_cast<int>(parseInteger(option, text.substr(0, x), 2, max));
-  const int h = static_cast<int>(parseInteger(option, text.substr(x + 1), 2, max));
+  const int w = static_cast<int>(parseWholeNumber(option, text.substr(0, x), 2, max));
+  const int h = static_cast<int>(parseWholeNumber(option, text.substr(x + 1), 2, max));
   if (w % 2 != 0 || h % 2 != 0)
     throw UsageError(option + ": width and height must be even (4:2:0 chroma)");
   return {w, h};
@@ -296,12 +262,12 @@ auto sceneValue(Parse parse, const std::string& option, const std::string& text)
   }
 }
 
-// Called with the option's name and its value.
-using OptionHandler = std::function<void(const std::string&, const std::string&)>;
-
-// The options that take a value, each with what it sets in `o`.
-std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
-  return {
+// The options, each with what it sets in `o`.
+OptionTable replayOptionTable(ReplayOptions& o) {
+  OptionTable table;
+  table.flags = {{"--debug", [&] { o.debug = true; }},
+                 {"--no-progress", [&] { o.progress = false; }}};
+  table.withValue = {
       {"--config", [&](auto&, auto& v) { o.configPath = v; }},
       {"--guards", [&](auto&, auto& v) { o.guardsPath = v; }},
       {"--mask", [&](auto& opt, auto& v) { o.masks.push_back(parseMask(opt, v)); }},
@@ -323,15 +289,15 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
       {"--row-stride",
        [&](auto& opt, auto& v) {
          const size_t colon = v.find(':');
-         o.rowStride = static_cast<int>(parseInteger(opt, v.substr(0, colon), 2, 1 << 20));
+         o.rowStride = static_cast<int>(parseWholeNumber(opt, v.substr(0, colon), 2, 1 << 20));
          if (colon != std::string::npos)
-           o.chromaRowStride = static_cast<int>(parseInteger(opt, v.substr(colon + 1), 1, 1 << 20));
+           o.chromaRowStride = static_cast<int>(parseWholeNumber(opt, v.substr(colon + 1), 1, 1 << 20));
        }},
       {"--camera-log", [&](auto&, auto& v) { o.cameraLog = v; }},
       {"--truth", [&](auto&, auto& v) { o.truthPath = v; }},
       {"--tolerance",
        [&](auto& opt, auto& v) {
-         o.toleranceFrames = static_cast<int>(parseInteger(opt, v, 0, 10000));
+         o.toleranceFrames = static_cast<int>(parseWholeNumber(opt, v, 0, 10000));
        }},
       {"--scores", [&](auto&, auto& v) { o.scoresPath = v; }},
       {"--hold-first",
@@ -349,12 +315,12 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
          }
        }},
       {"--row-padding",
-       [&](auto& opt, auto& v) { o.rowPadding = static_cast<int>(parseInteger(opt, v, 0, 4096)); }},
+       [&](auto& opt, auto& v) { o.rowPadding = static_cast<int>(parseWholeNumber(opt, v, 0, 4096)); }},
       {"--fps", [&](auto& opt, auto& v) { o.fps = parseNumber(opt, v, 0.1, 1000.0); }},
-      {"--frames", [&](auto& opt, auto& v) { o.maxFrames = parseInteger(opt, v, 1, LONG_MAX); }},
+      {"--frames", [&](auto& opt, auto& v) { o.maxFrames = parseWholeNumber(opt, v, 1, LONG_MAX); }},
       {"--exposure",
        [&](auto& opt, auto& v) {
-         o.exposure = static_cast<int>(parseInteger(opt, v, 1, INT_MAX));
+         o.exposure = static_cast<int>(parseWholeNumber(opt, v, 1, INT_MAX));
          o.exposureGiven = true;
        }},
       {"--states",
@@ -366,7 +332,7 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
          }
        }},
       {"--absence-ms",
-       [&](auto& opt, auto& v) { o.absenceMs = parseInteger(opt, v, 0, 1000000000000LL); }},
+       [&](auto& opt, auto& v) { o.absenceMs = parseWholeNumber(opt, v, 0, 1000000000000LL); }},
       {"--pace",
        [&](auto& opt, auto& v) {
          if (v == "lockstep")
@@ -431,72 +397,22 @@ std::map<std::string, OptionHandler> valueOptions(ReplayOptions& o) {
       {"--contact-sheet", [&](auto&, auto& v) { o.sheetPath = v; }},
       {"--sheet-every",
        [&](auto& opt, auto& v) {
-         o.sheetEvery = static_cast<int>(parseInteger(opt, v, 1, INT_MAX));
+         o.sheetEvery = static_cast<int>(parseWholeNumber(opt, v, 1, INT_MAX));
        }},
       {"--library-log", [&](auto&, auto& v) { o.libraryLog = v; }},
   };
-}
-
-// Applies the option argv[i], given as --name=value or as --name value (then
-// moving i on to the value).
-void applyValueOption(const std::map<std::string, OptionHandler>& withValue, std::string arg,
-                      int argc, const char* const argv[], int& i) {
-  std::string value;
-  bool hasValue = false;
-  const size_t eq = arg.find('=');
-  if (arg.rfind("--", 0) == 0 && eq != std::string::npos) {
-    value = arg.substr(eq + 1);
-    arg = arg.substr(0, eq);
-    hasValue = true;
-  }
-  const auto it = withValue.find(arg);
-  if (it == withValue.end()) throw UsageError("unknown option " + arg);
-  if (!hasValue) {
-    if (i + 1 >= argc) throw UsageError(arg + " needs a value");
-    value = argv[++i];
-  }
-  it->second(arg, value);
+  return table;
 }
 
 }  // namespace
 
-long long parseWholeNumber(const std::string& option, const std::string& text, long long min,
-                           long long max) {
-  return parseInteger(option, text, min, max);
-}
-
 ReplayOptions parseReplayOptions(int argc, const char* const argv[]) {
   ReplayOptions o;
-  const std::map<std::string, OptionHandler> withValue = valueOptions(o);
-  std::vector<std::string> positional;
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg == "-h" || arg == "--help") {
-      o.help = true;
-      return o;
-    }
-    if (arg == "--version") {
-      o.version = true;
-      return o;
-    }
-    if (arg == "--debug") {
-      o.debug = true;
-      continue;
-    }
-    if (arg == "--no-progress") {
-      o.progress = false;
-      continue;
-    }
-    if (arg == "--") {
-      for (++i; i < argc; ++i) positional.push_back(argv[i]);
-      break;
-    }
-    if (arg.size() > 1 && arg[0] == '-') {
-      applyValueOption(withValue, arg, argc, argv, i);
-      continue;
-    }
-    positional.push_back(arg);
-  }
+  const Arguments a = readArguments(argc, argv, replayOptionTable(o));
+  o.help = a.help;
+  o.version = a.version;
+  if (a.help || a.version) return o;
+  const std::vector<std::string> positional = a.allOperands();
   if (positional.empty()) throw UsageError("no input given (a video file or a folder of images)");
   if (positional.size() > 1)
     throw UsageError("only one input can be replayed at a time (got '" + positional[0] + "' and '" +

@@ -3,12 +3,12 @@
 // replayUsage() is the --help text. Plain value type.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/support/YuvFrame.h"
+#include "tools/options/CommandLine.h"
 #include "tools/options/SceneOptions.h"
 #include "tools/options/StateScript.h"
 #include "tools/options/TimeSpec.h"
@@ -19,11 +19,6 @@ namespace hdsreplay {
 // the ring compares each frame with the one 14 frames back, and the vote filter
 // then holds 10 of its 12 votes for two more frames.
 constexpr int kDefaultToleranceFrames = 16;
-
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 enum class Pace { Lockstep, Realtime, Free };
 const char* paceName(Pace pace);
@@ -80,11 +75,6 @@ struct ReplayOptions {
   bool help = false;
   bool version = false;
 };
-
-// A whole number from `min` to `max` given to `option`. Throws UsageError
-// naming the option, the text and the range.
-long long parseWholeNumber(const std::string& option, const std::string& text, long long min,
-                           long long max);
 
 // argv[0] is the program name. Throws UsageError.
 ReplayOptions parseReplayOptions(int argc, const char* const argv[]);

@@ -1,11 +1,10 @@
 #include "tools/options/SceneOptions.h"
 
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <vector>
+
+#include "tools/options/CommandLine.h"
 
 namespace hdsreplay {
 
@@ -20,22 +19,13 @@ std::vector<std::string> split(const std::string& text, char sep) {
   return parts;
 }
 
-std::string plain(double v) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%g", v);
-  return buf;
-}
-
+// Parse errors here are std::invalid_argument, as TimeSpec's are.
 double number(const std::string& option, const std::string& text, double min, double max) {
-  errno = 0;
-  char* end = nullptr;
-  const double v = std::strtod(text.c_str(), &end);
-  if (text.empty() || end != text.c_str() + text.size() || errno != 0 || !std::isfinite(v))
-    throw std::invalid_argument(option + ": '" + text + "' is not a number");
-  if (v < min || v > max)
-    throw std::invalid_argument(option + ": " + text + " is out of range: give a number from " +
-                                plain(min) + " to " + plain(max));
-  return v;
+  try {
+    return parseNumber(option, text, min, max);
+  } catch (const UsageError& e) {
+    throw std::invalid_argument(e.what());
+  }
 }
 
 }  // namespace
