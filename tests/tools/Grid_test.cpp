@@ -34,6 +34,19 @@ std::string slurp(const std::string& path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// A grid's table.csv, row by row, cell by cell.
+std::vector<std::vector<std::string>> readTable(const std::string& path) {
+  std::stringstream table(slurp(path));
+  std::vector<std::vector<std::string>> rows;
+  for (std::string line; std::getline(table, line);) {
+    std::vector<std::string> cells;
+    std::stringstream in(line);
+    for (std::string cell; std::getline(in, cell, ',');) cells.push_back(cell);
+    rows.push_back(cells);
+  }
+  return rows;
+}
+
 GridOptions parse(const std::vector<std::string>& args) {
   std::vector<const char*> argv = {"hds-grid"};
   for (const std::string& a : args) argv.push_back(a.c_str());
@@ -153,14 +166,7 @@ TEST(HdsGridTest, TwoThresholdsOverAClipReportAbsenceOneSecondApart) {
   const int status = std::system(command.c_str());
   EXPECT_EQ(WEXITSTATUS(status), 1) << slurp(dir + "/stdout");  // the broken clip failed
 
-  std::stringstream table(slurp(dir + "/out/table.csv"));
-  std::vector<std::vector<std::string>> rows;
-  for (std::string line; std::getline(table, line);) {
-    std::vector<std::string> cells;
-    std::stringstream in(line);
-    for (std::string cell; std::getline(in, cell, ',');) cells.push_back(cell);
-    rows.push_back(cells);
-  }
+  const std::vector<std::vector<std::string>> rows = readTable(dir + "/out/table.csv");
   ASSERT_EQ(rows.size(), 5u);  // a header, two clips by two settings
   std::map<std::string, size_t> column;
   for (size_t c = 0; c < rows[0].size(); ++c) column[rows[0][c]] = c;
@@ -203,14 +209,7 @@ TEST(HdsGridTest, NamedSettingsGetTheirOwnOptionsFromTheClipsLine) {
                               dir + "/stdout 2>&1";
   const int status = std::system(command.c_str());
   ASSERT_EQ(WEXITSTATUS(status), 0) << slurp(dir + "/stdout");
-  std::stringstream table(slurp(dir + "/out/table.csv"));
-  std::vector<std::vector<std::string>> rows;
-  for (std::string line; std::getline(table, line);) {
-    std::vector<std::string> cells;
-    std::stringstream in(line);
-    for (std::string cell; std::getline(in, cell, ',');) cells.push_back(cell);
-    rows.push_back(cells);
-  }
+  const std::vector<std::vector<std::string>> rows = readTable(dir + "/out/table.csv");
   ASSERT_EQ(rows.size(), 3u);
   EXPECT_EQ(rows[1][1], "slow");
   EXPECT_EQ(rows[2][1], "quick");
