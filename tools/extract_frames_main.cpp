@@ -35,9 +35,8 @@ long extract(const ExtractOptions& o, VideoSource& video, PendingOutputs& pendin
   if (o.layout) {
     const bool oneFile = CameraDumpWriter::namesOneFile(o.out);
     const std::string log = oneFile ? pending.add(CameraDumpWriter::logPathFor(o.out)) : "";
-    dump = std::make_unique<CameraDumpWriter>(out, *o.layout, o.rowPadding,
-                                              video.fps() > 0 ? video.fps() : 30.0, o.exposure,
-                                              log);
+    dump = std::make_unique<CameraDumpWriter>(
+        out, *o.layout, o.rowPadding, video.fps() > 0 ? video.fps() : 30.0, o.exposure, log);
   } else {
     std::error_code ec;
     std::filesystem::create_directories(out, ec);
@@ -54,13 +53,13 @@ long extract(const ExtractOptions& o, VideoSource& video, PendingOutputs& pendin
     }
     const std::string name = cv::format("frame_%06ld.png", count);
     if (!cv::imwrite((std::filesystem::path(out) / name).string(), frame.bgr, params))
-      throw std::runtime_error("cannot write '" +
-                               (std::filesystem::path(o.out) / name).string() + "'");
+      throw std::runtime_error("cannot write '" + (std::filesystem::path(o.out) / name).string() +
+                               "'");
   }
   if (dump) {
     dump->close();
-    described = dump->geometry()->describe() + ", camera log " +
-                CameraDumpWriter::logPathFor(o.out);
+    described =
+        dump->geometry()->describe() + ", camera log " + CameraDumpWriter::logPathFor(o.out);
   }
   return count;
 }

@@ -178,7 +178,7 @@ TEST(SceneGuardsTest, APictureTooDarkToHaveColourCannotLoseIt) {
   // 10 of a block that sinks into black; at 10 the loss counts.
   GuardSettings s;
   s.globalChange = true;
-  for (const auto& [dark, expectVote] : {std::pair{Frame(13, 7, 7), true},  // mean 9
+  for (const auto& [dark, expectVote] : {std::pair{Frame(13, 7, 7), true},      // mean 9
                                          std::pair{Frame(14, 8, 8), false}}) {  // mean 10
     Replay run(s);
     run.feed(dark);

@@ -78,7 +78,8 @@ TEST(GridOptionsTest, EveryCombinationOfTheAxesAndClipsFromAFile) {
       parse({"--vary", "states=0:motion,5s:absence;0:motion,9s:absence", "a.avi"});
   EXPECT_EQ(scripts.axes[0].values,
             (std::vector<std::string>{"0:motion,5s:absence", "0:motion,9s:absence"}));
-  EXPECT_EQ(gridSettings(scripts.axes)[1].values, (std::vector<std::string>{"0:motion,9s:absence"}));
+  EXPECT_EQ(gridSettings(scripts.axes)[1].values,
+            (std::vector<std::string>{"0:motion,9s:absence"}));
   EXPECT_EQ(parse({"--version"}).version, true);
   EXPECT_EQ(parse({"--jobs=3", "a.avi"}).jobs, 3);  // --name=value, as every tool takes it
 

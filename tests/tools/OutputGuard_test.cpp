@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -73,28 +73,31 @@ TEST_F(OutputGuardTest, AnOutputThatIsAnInputByAnyNameIsRefused) {
   guard.input(dir() + "frames", "input");
   guard.input(dir() + "missing.avi", "input");  // not there: nothing to protect
   for (const std::string& same : {dir() + "log.csv", dir() + "./log.csv", dir() + "link.csv"})
-    EXPECT_NE(message([&] { guard.output(same, "CSV"); })
-                  .find("it is the camera log '" + dir() + "log.csv' this run reads"),
+    EXPECT_NE(message([&] {
+                guard.output(same, "CSV");
+              }).find("it is the camera log '" + dir() + "log.csv' this run reads"),
               std::string::npos)
         << same;
   EXPECT_NE(message([&] { guard.output(dir() + "frames/", "annotated frames"); }).find("input"),
             std::string::npos);
-  EXPECT_NE(message([&] { guard.output(dir() + "no/dir/s.json", "scores"); })
-                .find("cannot write scores '" + dir() + "no/dir/s.json': no folder '" + dir() +
-                      "no/dir'"),
-            std::string::npos);
+  EXPECT_NE(
+      message([&] {
+        guard.output(dir() + "no/dir/s.json", "scores");
+      }).find("cannot write scores '" + dir() + "no/dir/s.json': no folder '" + dir() + "no/dir'"),
+      std::string::npos);
   guard.output(dir() + "made/for/pngs", "frames", true);  // a folder is made, parents too
   guard.output(dir() + "out.csv", "CSV");
-  EXPECT_NE(message([&] { guard.output(dir() + "out.csv", "timeline"); })
-                .find("the CSV is written there too"),
+  EXPECT_NE(message([&] {
+              guard.output(dir() + "out.csv", "timeline");
+            }).find("the CSV is written there too"),
             std::string::npos);
   EXPECT_EQ(message([&] { guard.output(dir() + "missing.avi", "scores"); }), "");
   if (::geteuid() != 0) {  // root writes anywhere
     fs::create_directories(dir() + "locked");
     fs::permissions(dir() + "locked", fs::perms::owner_read | fs::perms::owner_exec);
-    EXPECT_NE(message([&] { guard.output(dir() + "locked/x.csv", "CSV"); })
-                  .find("Permission denied"),
-              std::string::npos);
+    EXPECT_NE(
+        message([&] { guard.output(dir() + "locked/x.csv", "CSV"); }).find("Permission denied"),
+        std::string::npos);
   }
 }
 
@@ -133,19 +136,20 @@ TEST_F(OutputGuardTest, ReplayRefusesToWriteOverItsInputsBeforeReadingThem) {
   std::string log = "timestamp_ms\n";
   for (int i = 0; i < 6; ++i) log += std::to_string(1000 + 100 * i) + "\n";
   std::ofstream(dir() + "cam.csv") << log;
-  const ToolRun overLog =
-      runTool(HDS_REPLAY_COMMAND, {dir() + "cam.nv21", "--raw", "160x120", "--csv",
-                                   dir() + "cam.csv", "--no-progress"});
+  const ToolRun overLog = runTool(
+      HDS_REPLAY_COMMAND,
+      {dir() + "cam.nv21", "--raw", "160x120", "--csv", dir() + "cam.csv", "--no-progress"});
   EXPECT_EQ(overLog.status, 1);
   EXPECT_NE(overLog.err.find("cannot write CSV '" + dir() + "cam.csv': it is the camera log"),
             std::string::npos)
       << overLog.err;
   EXPECT_EQ(slurpFile(dir() + "cam.csv"), log);
-  const ToolRun overDump = runTool(HDS_REPLAY_COMMAND, {dir() + "cam.nv21", "--raw", "160x120",
-                                                        "--plot", dir() + "./cam.nv21"});
+  const ToolRun overDump = runTool(
+      HDS_REPLAY_COMMAND, {dir() + "cam.nv21", "--raw", "160x120", "--plot", dir() + "./cam.nv21"});
   EXPECT_EQ(overDump.status, 1);
   EXPECT_EQ(fs::file_size(dir() + "cam.nv21"), 6u * 160 * 120 * 3 / 2);
-  const ToolRun overTruth = replay({"--truth", dir() + "truth.csv", "--scores", dir() + "truth.csv"});
+  const ToolRun overTruth =
+      replay({"--truth", dir() + "truth.csv", "--scores", dir() + "truth.csv"});
   EXPECT_NE(overTruth.err.find("it is the truth"), std::string::npos) << overTruth.err;
   EXPECT_EQ(overTruth.out, "");  // nothing replayed
 }
@@ -181,8 +185,8 @@ TEST_F(OutputGuardTest, AFailedReplayLeavesNoOutputBehind) {
 
 TEST_F(OutputGuardTest, AToolStoppedByASignalLeavesNoOutputBehind) {
   using namespace std::chrono_literals;
-  const std::vector<std::string> endless = {"--fps", "10", "--motion-res", "160x120",
-                                            "--hold-last", "1000000"};
+  const std::vector<std::string> endless = {"--fps",   "10",          "--motion-res",
+                                            "160x120", "--hold-last", "1000000"};
   // A replay stopped by Ctrl-C once its CSV is open under a temporary name.
   std::ofstream(dir() + "kept.csv") << "earlier\n";
   std::vector<std::string> args = endless;

@@ -71,7 +71,7 @@ TEST(ReplayOptionsTest, DefaultsHelpAndOptionsInBothSpellings) {
   EXPECT_EQ(raw.rawWidth * 10000 + raw.rawHeight, 6400480);
   EXPECT_EQ(raw.rowStride * 1000 + raw.chromaRowStride, 704352);
   EXPECT_TRUE(raw.holdFirst && !raw.layoutGiven);  // the dump's name gives the layout
-  EXPECT_EQ(parse("--debug -- -x").input, "-x");  // after "--", words are inputs
+  EXPECT_EQ(parse("--debug -- -x").input, "-x");   // after "--", words are inputs
   EXPECT_EQ(parse("-").input, "-");
 }
 

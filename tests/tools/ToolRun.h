@@ -34,12 +34,10 @@ inline std::string slurpFile(const std::string& path) {
 // `program` is one of the HDS_*_COMMAND definitions (under a cross build, with
 // its emulator); each argument is quoted for the shell.
 inline ToolRun runTool(const std::string& program, const std::vector<std::string>& args) {
-  const std::string capture =
-      ::testing::TempDir() + "tool_run_" + std::to_string(::getpid()) + "_";
+  const std::string capture = ::testing::TempDir() + "tool_run_" + std::to_string(::getpid()) + "_";
   std::string command = program;
   for (const std::string& a : args) command += " '" + a + "'";
-  const int wstatus =
-      std::system((command + " >" + capture + "out 2>" + capture + "err").c_str());
+  const int wstatus = std::system((command + " >" + capture + "out 2>" + capture + "err").c_str());
   ToolRun run{WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1, slurpFile(capture + "out"),
               slurpFile(capture + "err")};
   std::remove((capture + "out").c_str());

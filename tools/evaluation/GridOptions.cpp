@@ -142,7 +142,8 @@ std::vector<std::string> splitVaryValues(const std::string& values) {
   if (!values.empty() && values.back() == separator) parts.emplace_back();
   for (const std::string& part : parts)
     if (part.empty())
-      throw UsageError("--vary: an empty value in '" + values + "' (write \"none\" to leave the option out)");
+      throw UsageError("--vary: an empty value in '" + values +
+                       "' (write \"none\" to leave the option out)");
   return parts;
 }
 
@@ -179,7 +180,8 @@ GridOptions parseGridOptions(int argc, const char* const argv[]) {
        }},
       {"--out", [&](auto&, auto& v) { o.outDir = v; }},
       {"--title", [&](auto&, auto& v) { o.title = v; }},
-      {"--jobs", [&](auto& opt, auto& v) { o.jobs = static_cast<int>(parseWholeNumber(opt, v, 1, 256)); }},
+      {"--jobs",
+       [&](auto& opt, auto& v) { o.jobs = static_cast<int>(parseWholeNumber(opt, v, 1, 256)); }},
       {"--replay", [&](auto&, auto& v) { o.replayCommand = split(v, ' '); }}};
   const Arguments a = readArguments(argc, argv, table);
   o.help = a.help;

@@ -31,9 +31,9 @@ struct Axis {
 // One point of the grid: a named setting (--setting), if any, and a value on
 // every axis.
 struct Setting {
-  std::string name;               // "motion-res=160x120 absence-ms=3000", or "default"
-  std::vector<std::string> args;  // the hds-replay options it adds
-  std::string named;              // the --setting it starts from; empty: none
+  std::string name;                 // "motion-res=160x120 absence-ms=3000", or "default"
+  std::vector<std::string> args;    // the hds-replay options it adds
+  std::string named;                // the --setting it starts from; empty: none
   std::vector<std::string> values;  // the value on each axis, in the axes' order
 };
 

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -18,9 +18,9 @@
 #include "tools/evaluation/Scores.h"
 #include "tools/evaluation/Truth.h"
 #include "tools/host/ConfigFile.h"
-#include "tools/host/GuardedConfig.h"
 #include "tools/host/Facade.h"
 #include "tools/host/FrameLog.h"
+#include "tools/host/GuardedConfig.h"
 #include "tools/host/Host.h"
 #include "tools/host/Pacer.h"
 #include "tools/host/ReplayPlan.h"
@@ -229,8 +229,8 @@ int Replayer::run() {
   checkAnnotationPath(o.annotatePath);
   std::unique_ptr<SceneDumpWriter> dump;
   if (!o.saveDumpPath.empty())
-    dump = std::make_unique<SceneDumpWriter>(written.saveDumpPath, o.input, cameraLog, raw, o.layout,
-                                             o.rowPadding);
+    dump = std::make_unique<SceneDumpWriter>(written.saveDumpPath, o.input, cameraLog, raw,
+                                             o.layout, o.rowPadding);
   if (plan.plannedTotal >= 0) warnUnreached(plan, plan.plannedTotal);
 
   StdoutRedirect libraryOutput(o.libraryLog);

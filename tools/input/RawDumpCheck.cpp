@@ -21,9 +21,9 @@ namespace fs = std::filesystem;
 
 // Frame sizes that cameras and recordings commonly have.
 const std::pair<int, int> kCommonSizes[] = {
-    {160, 120},  {176, 144},  {320, 240},  {352, 288},   {640, 360},   {640, 480},
-    {720, 480},  {720, 576},  {768, 576},  {800, 600},   {960, 540},   {960, 720},
-    {1024, 768}, {1280, 720}, {1280, 960}, {1440, 1080}, {1600, 1200}, {1920, 1080},
+    {160, 120},   {176, 144},   {320, 240},  {352, 288},   {640, 360},   {640, 480},
+    {720, 480},   {720, 576},   {768, 576},  {800, 600},   {960, 540},   {960, 720},
+    {1024, 768},  {1280, 720},  {1280, 960}, {1440, 1080}, {1600, 1200}, {1920, 1080},
     {1920, 1088}, {2560, 1440}, {3840, 2160}};
 
 // Row strides a camera may pad `width` to: the multiples of 16 from it up to
@@ -96,8 +96,8 @@ bool chromaLooksPlanar(const std::vector<uint8_t>& frame, const RawGeometry& g) 
   }
   const double pairs = double(end - start) / 2;
   const double evenOdd = std::abs(sum[0] - sum[1]) / pairs;
-  const double halfApart = std::abs(halves[0] / double(middle - start) -
-                                    halves[1] / double(end - middle));
+  const double halfApart =
+      std::abs(halves[0] / double(middle - start) - halves[1] / double(end - middle));
   const uint8_t* chroma = frame.data() + start;
   return halfApart >= 2.0 && evenOdd < 0.25 * halfApart &&
          rowDistance(chroma, end - start, 1) < rowDistance(chroma, end - start, 2);
@@ -105,8 +105,7 @@ bool chromaLooksPlanar(const std::vector<uint8_t>& frame, const RawGeometry& g) 
 
 }  // namespace
 
-std::vector<std::string> fittingGeometries(size_t bytes, const RawGeometry& stated,
-                                           size_t count) {
+std::vector<std::string> fittingGeometries(size_t bytes, const RawGeometry& stated, size_t count) {
   std::set<std::pair<int, int>> sizes(std::begin(kCommonSizes), std::end(kCommonSizes));
   sizes.insert({stated.width, stated.height});
   struct Fit {
@@ -126,8 +125,8 @@ std::vector<std::string> fittingGeometries(size_t bytes, const RawGeometry& stat
       const size_t frames = bytes == g.tightBytes() ? 1 : bytes / frame;
       char buf[120];
       std::snprintf(buf, sizeof buf, "--raw %dx%d%s (%zu frame%s)", w, h,
-                    stride == w ? "" : (" --row-stride " + std::to_string(stride)).c_str(),
-                    frames, frames == 1 ? "" : "s");
+                    stride == w ? "" : (" --row-stride " + std::to_string(stride)).c_str(), frames,
+                    frames == 1 ? "" : "s");
       // Nearest in area first, then the least padding.
       fits.push_back({std::abs(std::log(double(w) * h / statedArea)) + (stride - w) * 1e-4, buf});
     }
@@ -168,8 +167,9 @@ std::vector<std::string> checkRawFrame(const std::vector<uint8_t>& frame, const 
   const int best = bestLumaStride(frame, g);
   if (best != g.yRowStride) warnings.push_back(strideWarning(best, g));
   if (hdsml::isPlanar(g.layout) && chromaLooksInterleaved(frame, g))
-    warnings.push_back(std::string("the chroma of the dump looks interleaved (nv21 or nv12), not ") +
-                       hdsml::layoutName(g.layout) + " as stated: check --layout");
+    warnings.push_back(
+        std::string("the chroma of the dump looks interleaved (nv21 or nv12), not ") +
+        hdsml::layoutName(g.layout) + " as stated: check --layout");
   if (!hdsml::isPlanar(g.layout) && chromaLooksPlanar(frame, g))
     warnings.push_back(std::string("the chroma of the dump looks planar (i420 or yv12), not ") +
                        hdsml::layoutName(g.layout) + " as stated: check --layout");

@@ -48,7 +48,9 @@ OptionTable extractOptionTable(ExtractOptions& o) {
   OptionTable table;
   table.withValue = {
       {"--frames",
-       [&](auto& opt, auto& v) { o.maxFrames = static_cast<long>(parseWholeNumber(opt, v, 1, LONG_MAX)); }},
+       [&](auto& opt, auto& v) {
+         o.maxFrames = static_cast<long>(parseWholeNumber(opt, v, 1, LONG_MAX));
+       }},
       {"--layout",
        [&](auto& opt, auto& v) {
          try {
@@ -58,13 +60,18 @@ OptionTable extractOptionTable(ExtractOptions& o) {
          }
        }},
       {"--row-padding",
-       [&](auto& opt, auto& v) { o.rowPadding = static_cast<int>(parseWholeNumber(opt, v, 0, 4096)); }},
+       [&](auto& opt, auto& v) {
+         o.rowPadding = static_cast<int>(parseWholeNumber(opt, v, 0, 4096));
+       }},
       {"--exposure",
-       [&](auto& opt, auto& v) { o.exposure = static_cast<int>(parseWholeNumber(opt, v, 1, INT_MAX)); }},
+       [&](auto& opt, auto& v) {
+         o.exposure = static_cast<int>(parseWholeNumber(opt, v, 1, INT_MAX));
+       }},
       {"--raw", [&](auto&, auto& v) {
          throw UsageError(
              "--raw is hds-replay's size of a dump's frames; here the dump's layout is given with "
-             "--layout (--layout " + v + ")");
+             "--layout (--layout " +
+             v + ")");
        }}};
   return table;
 }
@@ -86,8 +93,8 @@ void checkDumpName(ExtractOptions& o) {
                      " (hds-replay reads the layout from the name)");
   if (named && *named != *o.layout)
     throw UsageError("'" + o.out + "' would hold " + hdsml::layoutName(*o.layout) +
-                     " frames under a name that says " + hdsml::layoutName(*named) +
-                     ": name it ." + hdsml::layoutName(*o.layout) + " or give --layout " +
+                     " frames under a name that says " + hdsml::layoutName(*named) + ": name it ." +
+                     hdsml::layoutName(*o.layout) + " or give --layout " +
                      hdsml::layoutName(*named));
   if (!o.layout && (o.rowPadding > 0 || o.exposure != 10000000))
     throw UsageError("--row-padding and --exposure describe a camera dump: give --layout too");

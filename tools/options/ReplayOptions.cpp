@@ -291,7 +291,8 @@ OptionTable replayOptionTable(ReplayOptions& o) {
          const size_t colon = v.find(':');
          o.rowStride = static_cast<int>(parseWholeNumber(opt, v.substr(0, colon), 2, 1 << 20));
          if (colon != std::string::npos)
-           o.chromaRowStride = static_cast<int>(parseWholeNumber(opt, v.substr(colon + 1), 1, 1 << 20));
+           o.chromaRowStride =
+               static_cast<int>(parseWholeNumber(opt, v.substr(colon + 1), 1, 1 << 20));
        }},
       {"--camera-log", [&](auto&, auto& v) { o.cameraLog = v; }},
       {"--truth", [&](auto&, auto& v) { o.truthPath = v; }},
@@ -315,9 +316,12 @@ OptionTable replayOptionTable(ReplayOptions& o) {
          }
        }},
       {"--row-padding",
-       [&](auto& opt, auto& v) { o.rowPadding = static_cast<int>(parseWholeNumber(opt, v, 0, 4096)); }},
+       [&](auto& opt, auto& v) {
+         o.rowPadding = static_cast<int>(parseWholeNumber(opt, v, 0, 4096));
+       }},
       {"--fps", [&](auto& opt, auto& v) { o.fps = parseNumber(opt, v, 0.1, 1000.0); }},
-      {"--frames", [&](auto& opt, auto& v) { o.maxFrames = parseWholeNumber(opt, v, 1, LONG_MAX); }},
+      {"--frames",
+       [&](auto& opt, auto& v) { o.maxFrames = parseWholeNumber(opt, v, 1, LONG_MAX); }},
       {"--exposure",
        [&](auto& opt, auto& v) {
          o.exposure = static_cast<int>(parseWholeNumber(opt, v, 1, INT_MAX));

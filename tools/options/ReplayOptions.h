@@ -30,7 +30,7 @@ struct ReplayOptions {
   std::vector<std::vector<double>> masks;  // --mask: polygons as x, y, x, y, ...
   std::vector<std::pair<std::string, std::string>> guardKeys;  // --guard KEY=VALUE
   std::string guardCsvPath;  // --guard-csv: the guards' report of every frame
-  int motionWidth = 0;     // 0: as the configuration says
+  int motionWidth = 0;       // 0: as the configuration says
   int motionHeight = 0;
   hdsml::YuvLayout layout = hdsml::YuvLayout::NV21;
   bool layoutGiven = false;  // else a camera dump's name may say its layout
