@@ -58,10 +58,13 @@ void throwIfInterrupted() {
 
 int reportFailure(const char* tool, const std::exception& e) {
   std::fflush(stdout);
-  const int signal = interruption();
-  const Interrupted stopped(signal);
-  std::fprintf(stderr, "%s: %s\n", tool, signal ? stopped.what() : e.what());
-  return signal ? stopped.exitStatus() : 1;
+  if (const int signal = interruption()) {
+    const Interrupted stopped(signal);
+    std::fprintf(stderr, "%s: %s\n", tool, stopped.what());
+    return stopped.exitStatus();
+  }
+  std::fprintf(stderr, "%s: %s\n", tool, e.what());
+  return 1;
 }
 
 }  // namespace hdsreplay
